@@ -1,0 +1,12 @@
+# The shared and the static library from the one set of objects, and their installation.
+
+add_library(orvimg32 SHARED $<TARGET_OBJECTS:orv_objects>)
+add_library(orvimg32_static STATIC $<TARGET_OBJECTS:orv_objects>)
+set_target_properties(orvimg32 PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION 1)
+target_link_options(orvimg32 PRIVATE -Wl,--as-needed -Wl,--no-undefined)
+set_target_properties(orvimg32_static PROPERTIES OUTPUT_NAME orvimg32)
+foreach(target orvimg32 orvimg32_static)
+    target_include_directories(${target} PUBLIC
+        $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+endforeach()
+add_library(OrvImg32::orvimg32 ALIAS orvimg32)

@@ -1,0 +1,35 @@
+// Numbers in byte buffers, without regard to alignment or the host's byte order.
+#pragma once
+
+#include "frame/types.h"
+
+namespace orv {
+
+static inline u16 load_le16(const u8* p) { return static_cast<u16>(p[0] | p[1] << 8); }
+static inline u16 load_be16(const u8* p) { return static_cast<u16>(p[0] << 8 | p[1]); }
+
+static inline u32 load_le32(const u8* p)
+{
+    return static_cast<u32>(p[0]) | static_cast<u32>(p[1]) << 8 | static_cast<u32>(p[2]) << 16 |
+           static_cast<u32>(p[3]) << 24;
+}
+
+static inline u32 load_be32(const u8* p)
+{
+    return static_cast<u32>(p[0]) << 24 | static_cast<u32>(p[1]) << 16 | static_cast<u32>(p[2]) << 8 |
+           static_cast<u32>(p[3]);
+}
+
+static inline void store_le16(u8* p, u32 value)
+{
+    p[0] = static_cast<u8>(value);
+    p[1] = static_cast<u8>(value >> 8);
+}
+
+static inline void store_le32(u8* p, u32 value)
+{
+    store_le16(p, value);
+    store_le16(p + 2, value >> 16);
+}
+
+}  // namespace orv

@@ -1,0 +1,48 @@
+// Streams: files and the one memory stream behind the same four calls.
+#pragma once
+
+#include "frame/types.h"
+
+namespace orv {
+
+inline constexpr StreamHandle MEMORY_STREAM = ORV_MEMORY_STREAM;
+
+enum SeekOrigin : i32 { kFromStart = 0, kFromHere = 1, kFromEnd = 2 };
+
+// Set by the _mem functions, read by the stream calls; the position is reset by memory_stream_open.
+extern u8* memory_stream_base;
+extern u32 memory_stream_pos;
+
+// Opens the memory stream on a block of unknown size: reads and writes trust the block.
+void memory_stream_open(void* block);
+
+// What a block of known size may be used for.
+enum class MemoryAccess { Read, Write };
+
+// Opens it on a block of `size` bytes. Reads stop at the end of what the block holds: all of it when
+// it was opened for reading, what has been written so far when it was opened for writing.
+void memory_stream_open_sized(void* block, u32 size, MemoryAccess access);
+
+// Moves the position. A file gives the new position, or -1 with the position unchanged; the memory
+// stream gives 0. On a memory stream of unknown size kFromEnd goes to position 0.
+i32 stream_seek(StreamHandle stream, i32 offset, i32 origin);
+
+// The size of a file in bytes. On the memory stream of unknown size the current position.
+u32 stream_size(StreamHandle stream);
+
+// Move up to `count` bytes and give the number moved; a failure counts as 0.
+u32 stream_read(StreamHandle stream, void* buffer, u16 count);
+u32 stream_write(StreamHandle stream, const void* buffer, u16 count);
+
+// Seek to an absolute unsigned position. False where that fails: what was to be read there is absent.
+bool stream_seek_to(StreamHandle stream, u32 position);
+
+// True when all `count` bytes came / went. stream_write_all moves any count, in pieces of at most
+// 65,535 bytes.
+bool stream_read_exact(StreamHandle stream, void* buffer, u16 count);
+bool stream_write_all(StreamHandle stream, const void* buffer, u32 count);
+
+// Swaps the two bytes of each of `count` words in place.
+void swap_words(u16* words, i16 count);
+
+}  // namespace orv
