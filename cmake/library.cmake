@@ -10,3 +10,8 @@ foreach(target orvimg32 orvimg32_static)
         $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 endforeach()
 add_library(OrvImg32::orvimg32 ALIAS orvimg32)
+
+# The library with its internals in sight, for tests, benchmarks and fuzz targets.
+add_library(orv_internal INTERFACE)
+target_include_directories(orv_internal INTERFACE ${CMAKE_SOURCE_DIR})
+target_link_libraries(orv_internal INTERFACE orvimg32_static)

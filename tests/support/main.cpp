@@ -1,0 +1,35 @@
+// The main of every test binary: a directory of its own to work in, and blocks and switches looked
+// after around each test.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "platform/testing.h"
+#include "tests/support/files.h"
+
+namespace
+{
+
+class BlockWatch : public testing::EmptyTestEventListener
+{
+    int before_ = 0;
+
+    void OnTestStart(const testing::TestInfo&) override { before_ = platform::testing::live_blocks(); }
+
+    void OnTestEnd(const testing::TestInfo&) override
+    {
+        platform::testing::fail_allocation(0);
+        platform::testing::shorten_write(0);
+        EXPECT_EQ(platform::testing::live_blocks(), before_) << "the test leaves memory blocks behind";
+    }
+};
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    testing::InitGoogleTest(&argc, argv);
+    testing::UnitTest::GetInstance()->listeners().Append(new BlockWatch);
+    std::filesystem::current_path(orv::test::temp_path(""));
+    return RUN_ALL_TESTS();
+}
