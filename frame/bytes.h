@@ -3,10 +3,17 @@
 
 #include "frame/types.h"
 
-namespace orv {
+namespace orv
+{
 
-static inline u16 load_le16(const u8* p) { return static_cast<u16>(p[0] | p[1] << 8); }
-static inline u16 load_be16(const u8* p) { return static_cast<u16>(p[0] << 8 | p[1]); }
+static inline u16 load_le16(const u8* p)
+{
+    return static_cast<u16>(p[0] | p[1] << 8);
+}
+static inline u16 load_be16(const u8* p)
+{
+    return static_cast<u16>(p[0] << 8 | p[1]);
+}
 
 static inline u32 load_le32(const u8* p)
 {

@@ -4,7 +4,8 @@
 
 #include "frame/streams.h"
 
-namespace orv {
+namespace orv
+{
 
 inline constexpr u16 kChunkBytes = 10000;
 
@@ -26,7 +27,10 @@ static inline ChunkReader chunk_open(StreamHandle stream, u8* buffer, u32 capaci
 // Moves the unread bytes to the buffer's start and fills up behind them.
 void chunk_refill(ChunkReader& in);
 
-static inline u32 chunk_available(const ChunkReader& in) { return in.fill - in.pos; }
+static inline u32 chunk_available(const ChunkReader& in)
+{
+    return in.fill - in.pos;
+}
 
 // True if `count` bytes can be read at buffer + pos, refilling if need be; false at the end of data.
 static inline bool chunk_ensure(ChunkReader& in, u32 count)

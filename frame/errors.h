@@ -3,7 +3,8 @@
 
 #include "frame/types.h"
 
-namespace orv {
+namespace orv
+{
 
 enum ErrorCode : i16 {
     kOk = ORV_OK,

@@ -5,7 +5,8 @@
 #include "frame/load.h"
 #include "frame/save.h"
 
-namespace orv {
+namespace orv
+{
 
 inline constexpr i16 kFormatCount = 16;
 

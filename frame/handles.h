@@ -4,7 +4,8 @@
 #include "frame/errors.h"
 #include "frame/types.h"
 
-namespace orv {
+namespace orv
+{
 
 // Written by handle_allocate and handle_release alone. The table's block has room for handle_count + 1
 // pointers; it exists while handle_count is above 0.

@@ -6,7 +6,8 @@
 #include "frame/rows.h"
 #include "frame/types.h"
 
-namespace orv {
+namespace orv
+{
 
 // A reader of one format. The stream stands at position 0 on entry. `offset_or_page` is the picture's
 // byte position, or kPageMarker with a page number in the low 16 bits. A reader tests its headers,
@@ -18,7 +19,10 @@ using Reader = i16 (*)(u32 offset_or_page, RowCallback row_callback, void* user_
 
 inline constexpr u32 kPageMarker = 0xC0000000;
 
-static inline bool is_page(u32 offset_or_page) { return (offset_or_page & kPageMarker) == kPageMarker; }
+static inline bool is_page(u32 offset_or_page)
+{
+    return (offset_or_page & kPageMarker) == kPageMarker;
+}
 
 // For readers without pages: seeks to a byte position. A page number stands for a position that
 // nothing has: position 0 then, as after any failed seek of the picture's start. Gives the position

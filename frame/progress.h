@@ -3,7 +3,8 @@
 
 #include "frame/types.h"
 
-namespace orv {
+namespace orv
+{
 
 // Calls the application's callback, if one is set.
 void progress_fire(i16 percent);

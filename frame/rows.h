@@ -4,7 +4,8 @@
 #include "frame/errors.h"
 #include "frame/types.h"
 
-namespace orv {
+namespace orv
+{
 
 inline constexpr i32 kMaxSide = 32767;
 inline constexpr i32 kMaxRowStride = 32764;

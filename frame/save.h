@@ -5,7 +5,8 @@
 #include "frame/rows.h"
 #include "frame/types.h"
 
-namespace orv {
+namespace orv
+{
 
 // An encoder of one format. `header` has the size, depth and palette of what is to be written and has
 // passed header_check. Rows come from row_source, RowStride bytes each, row 0 the bottom line. An
@@ -14,16 +15,19 @@ namespace orv {
 using Encoder = i16 (*)(StreamHandle stream, ImageHeader* header, RowSource row_source, void* user_data);
 
 // Written by IMG_save_bitmap, read by the encoders.
-extern i16 save_page_total;      // saves in the job; read it through page_total()
-extern i32 save_fine_resolution; // PCX and T.4 TIFF: 0 asks for low vertical resolution
-extern i32 save_write_rtc;       // T.4 TIFF: non-zero writes the return-to-control code
-extern i32 save_report_progress; // T.4 TIFF: 0 is silent
+extern i16 save_page_total;       // saves in the job; read it through page_total()
+extern i32 save_fine_resolution;  // PCX and T.4 TIFF: 0 asks for low vertical resolution
+extern i32 save_write_rtc;        // T.4 TIFF: non-zero writes the return-to-control code
+extern i32 save_report_progress;  // T.4 TIFF: 0 is silent
 
 // Advanced by the encoders; they fall back to 0 at the end of a job's last save.
 extern i16 save_page_counter;
 extern i16 save_percent;
 
 // save_page_total, at least 1.
-static inline i32 page_total() { return save_page_total < 1 ? 1 : save_page_total; }
+static inline i32 page_total()
+{
+    return save_page_total < 1 ? 1 : save_page_total;
+}
 
 }  // namespace orv

@@ -4,7 +4,8 @@
 
 #include "frame/types.h"
 
-namespace orv {
+namespace orv
+{
 
 // A zeroed block of the LOW 16 BITS of `size` bytes, or null when memory or the 20 slots are out. Ask
 // for more than 65,535 bytes from the platform instead.

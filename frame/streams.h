@@ -3,7 +3,8 @@
 
 #include "frame/types.h"
 
-namespace orv {
+namespace orv
+{
 
 inline constexpr StreamHandle MEMORY_STREAM = ORV_MEMORY_STREAM;
 
@@ -34,8 +35,9 @@ u32 stream_size(StreamHandle stream);
 u32 stream_read(StreamHandle stream, void* buffer, u16 count);
 u32 stream_write(StreamHandle stream, const void* buffer, u16 count);
 
-// Seek to an absolute unsigned position. False where that fails: what was to be read there is absent.
-bool stream_seek_to(StreamHandle stream, u32 position);
+// Seeks to an absolute position, which may be a sum of offsets. False where that fails: what was to be
+// read there is absent.
+bool stream_seek_to(StreamHandle stream, u64 position);
 
 // True when all `count` bytes came / went. stream_write_all moves any count, in pieces of at most
 // 65,535 bytes.

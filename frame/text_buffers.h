@@ -3,7 +3,8 @@
 
 #include "frame/types.h"
 
-namespace orv {
+namespace orv
+{
 
 inline constexpr u32 kNameBufferBytes = 200;
 inline constexpr u32 kDateBufferBytes = 40;

@@ -8,7 +8,8 @@
 
 #include "orvimg32/orvimg32.h"
 
-namespace orv {
+namespace orv
+{
 
 using u8 = std::uint8_t;
 using u16 = std::uint16_t;

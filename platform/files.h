@@ -3,7 +3,8 @@
 
 #include <cstdint>
 
-namespace platform {
+namespace platform
+{
 
 enum OpenMode : int { OF_READ = 0, OF_READWRITE = 2 };
 

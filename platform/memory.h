@@ -5,14 +5,15 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace platform {
+namespace platform
+{
 
 using BlockHandle = std::int32_t;
 
 // Flag values in use.
 inline constexpr std::uint32_t GMEM_MOVEABLE = 0x2;
-inline constexpr std::uint32_t GMEM_SCRATCH = 0x102;      // movable, discardable
-inline constexpr std::uint32_t GMEM_SCRATCH_ZERO = 0x142; // the same, zeroed
+inline constexpr std::uint32_t GMEM_SCRATCH = 0x102;       // movable, discardable
+inline constexpr std::uint32_t GMEM_SCRATCH_ZERO = 0x142;  // the same, zeroed
 
 // A block of `bytes` bytes, or 0.
 BlockHandle GlobalAlloc(std::uint32_t flags, std::size_t bytes);

@@ -3,7 +3,8 @@
 
 #include <cstdint>
 
-namespace platform::testing {
+namespace platform::testing
+{
 
 // Blocks that exist now.
 int live_blocks();

@@ -1,7 +1,8 @@
 // The host's user interface: the one message.
 #pragma once
 
-namespace platform {
+namespace platform
+{
 
 inline constexpr unsigned MB_ICONINFORMATION = 0x40;
 

@@ -17,7 +17,7 @@ extern "C" {
  * until an operation replaces the image's block or the image is deleted. Each lock wants one
  * orv_block_unlock, before the next call that takes the handle.
  */
-ORV_API void *orv_block_lock(int32_t block);
+ORV_API void* orv_block_lock(int32_t block);
 
 /* Gives back one orv_block_lock. A number that is no locked block's is ignored. */
 ORV_API void orv_block_unlock(int32_t block);

@@ -37,15 +37,15 @@ extern "C" {
 /* The negative results. A function's comment lists which of them it gives. */
 enum OrvResult {
     ORV_OK = 0,
-    ORV_OUT_OF_MEMORY = -1,  /* a block of memory could not be had */
-    ORV_UNREADABLE = -2,     /* empty name, file that can't be opened, page or bitmap not there */
-    ORV_BAD_DATA = -3,       /* the data is not what its format requires */
-    ORV_NO_BITMAP = -5,      /* clipboard or device bitmap without a bitmap */
-    ORV_NOT_SUPPORTED = -6,  /* unknown format, or a depth or size that can't be carried */
-    ORV_BAD_HANDLE = -7,     /* negative, out of range, or deleted handle */
-    ORV_NOT_CREATED = -8,    /* a file could not be created or opened for writing */
-    ORV_NO_SUCH_PAGE = -9,   /* the page asked for does not exist */
-    ORV_SHORT_WRITE = -10    /* fewer bytes were written than asked */
+    ORV_OUT_OF_MEMORY = -1, /* a block of memory could not be had */
+    ORV_UNREADABLE = -2,    /* empty name, file that can't be opened, page or bitmap not there */
+    ORV_BAD_DATA = -3,      /* the data is not what its format requires */
+    ORV_NO_BITMAP = -5,     /* clipboard or device bitmap without a bitmap */
+    ORV_NOT_SUPPORTED = -6, /* unknown format, or a depth or size that can't be carried */
+    ORV_BAD_HANDLE = -7,    /* negative, out of range, or deleted handle */
+    ORV_NOT_CREATED = -8,   /* a file could not be created or opened for writing */
+    ORV_NO_SUCH_PAGE = -9,  /* the page asked for does not exist */
+    ORV_SHORT_WRITE = -10   /* fewer bytes were written than asked */
 };
 
 /* ------------------------------------------------------------------ records ---- */
@@ -90,11 +90,11 @@ typedef struct ImageHeader {
  * between calls.
  */
 typedef struct ImageRecord {
-    int32_t dest_left;         /* destination rectangle of the last draw */
+    int32_t dest_left; /* destination rectangle of the last draw */
     int32_t dest_top;
     int32_t dest_width;
     int32_t dest_height;
-    int32_t crop_left;         /* crop rectangle in pixels, from the picture's top left corner */
+    int32_t crop_left; /* crop rectangle in pixels, from the picture's top left corner */
     int32_t crop_top;
     int32_t crop_width;
     int32_t crop_height;
@@ -103,8 +103,8 @@ typedef struct ImageRecord {
     int32_t dib_block;         /* block with header, palette and pixels */
     uint32_t raster_op;        /* 0x00CC0020, SRCCOPY */
     int32_t palette_object;    /* logical palette, or 0 */
-    void *lut_palette;         /* address of lut_palette_block */
-    void *dib;                 /* address of dib_block */
+    void* lut_palette;         /* address of lut_palette_block */
+    void* dib;                 /* address of dib_block */
     int32_t image_width;       /* pixels */
     int32_t image_height;      /* rows */
     int32_t row_stride;        /* bytes of a stored row, a multiple of 4 */
@@ -124,20 +124,20 @@ typedef struct ExtraInfo {
  * apart too; saving takes them all, as far as an encoder exists.
  */
 enum OrvFormat {
-    ORV_FORMAT_BY_NAME = -1,   /* IMG_save_bitmap only: decide by the file name's last three letters */
-    ORV_FORMAT_TIFF = 0,       /* TIFF: uncompressed on saving, uncompressed or PackBits on loading */
-    ORV_FORMAT_BMP = 1,        /* BMP, uncompressed */
+    ORV_FORMAT_BY_NAME = -1, /* IMG_save_bitmap only: decide by the file name's last three letters */
+    ORV_FORMAT_TIFF = 0,     /* TIFF: uncompressed on saving, uncompressed or PackBits on loading */
+    ORV_FORMAT_BMP = 1,      /* BMP, uncompressed */
     ORV_FORMAT_PCX = 2,
     ORV_FORMAT_TGA = 3,
     ORV_FORMAT_GIF = 4,
     ORV_FORMAT_WPG = 5,
     ORV_FORMAT_WMF = 6,
     ORV_FORMAT_TIFF_HUFFMAN = 7, /* TIFF, Compression 2 (Modified Huffman); saving only */
-    ORV_FORMAT_TIFF_T4 = 8,      /* TIFF, Compression 3 (ITU-T T.4); on loading also Compression 2 and fax files */
-    ORV_FORMAT_TIFF_LZW = 9,     /* TIFF, Compression 5 */
-    ORV_FORMAT_TIFF_T6 = 10,     /* TIFF, Compression 4 (ITU-T T.6) */
+    ORV_FORMAT_TIFF_T4 = 8,  /* TIFF, Compression 3 (ITU-T T.4); on loading also Compression 2 and fax files */
+    ORV_FORMAT_TIFF_LZW = 9, /* TIFF, Compression 5 */
+    ORV_FORMAT_TIFF_T6 = 10, /* TIFF, Compression 4 (ITU-T T.6) */
     ORV_FORMAT_DCX = 11,
-    ORV_FORMAT_BMP_RLE = 12,   /* BMP, run-length compressed */
+    ORV_FORMAT_BMP_RLE = 12, /* BMP, run-length compressed */
     ORV_FORMAT_JPEG = 13,
     ORV_FORMAT_EPS = 14,
     ORV_FORMAT_PICT = 15
@@ -153,7 +153,7 @@ enum OrvFormat {
  * describes what the rows hold: biWidth, biHeight, biBitCount and a full palette. Copy it to keep it.
  * A negative result ends the decode and becomes its result.
  */
-typedef int16_t (*HeaderCallback)(ImageHeader *header, void *user_data);
+typedef int16_t (*HeaderCallback)(ImageHeader* header, void* user_data);
 
 /*
  * Receives one scan line. `row` holds `length` bytes: pixels packed from the high bit down at 1 and
@@ -161,16 +161,16 @@ typedef int16_t (*HeaderCallback)(ImageHeader *header, void *user_data);
  * picture's top line, and lies below biHeight; rows may come in any order, and one may come twice.
  * The row is valid during the call only. The result is ignored.
  */
-typedef int16_t (*RowCallback)(const void *row, void *user_data, int16_t row_number, int16_t length);
+typedef int16_t (*RowCallback)(const void* row, void* user_data, int16_t row_number, int16_t length);
 
 /*
  * Supplies one scan line to an encoder: store `length` bytes of line `row` at `destination`. `row`
  * counts from 0, the BOTTOM line of the picture. Lines may be asked for in any order.
  */
-typedef void (*RowSource)(void *user_data, void *destination, int16_t row, int16_t length);
+typedef void (*RowSource)(void* user_data, void* destination, int16_t row, int16_t length);
 
 /* Receives a percentage from a running encoder or operation. */
-typedef void (*ProgressCallback)(int16_t percent, void *user_data);
+typedef void (*ProgressCallback)(int16_t percent, void* user_data);
 typedef void (*LegacyProgressCallback)(int16_t percent);
 
 /* ------------------------------------------------------------------ loading ---- */
@@ -183,7 +183,7 @@ typedef void (*LegacyProgressCallback)(int16_t percent);
  * ORV_OUT_OF_MEMORY, ORV_BAD_DATA, ORV_NOT_SUPPORTED, ORV_NOT_CREATED or ORV_NO_SUCH_PAGE as
  * IMGLOW_decompress_bitmap gives them. A failed load leaves nothing behind.
  */
-ORV_API int16_t IMG_decompress_bitmap(const char *file_name);
+ORV_API int16_t IMG_decompress_bitmap(const char* file_name);
 
 /*
  * The same from an open stream: a file descriptor open for reading, or ORV_MEMORY_STREAM as the last
@@ -197,7 +197,7 @@ ORV_API int16_t IMG_decompress_bitmap_fd(int32_t stream, uint32_t offset, int16_
  * The same from memory: `block` holds a complete file. Its size is not known to the library, so the
  * block must come from a trusted place: use IMG_decompress_bitmap_mem_sized (sized.h) for any other.
  */
-ORV_API int16_t IMG_decompress_bitmap_mem(void *block, int16_t page);
+ORV_API int16_t IMG_decompress_bitmap_mem(void* block, int16_t page);
 
 /*
  * Decodes a picture from `stream` (as in IMG_decompress_bitmap_fd) to the caller's callbacks, both of
@@ -212,12 +212,12 @@ ORV_API int16_t IMG_decompress_bitmap_mem(void *block, int16_t page);
  * delivered.
  */
 ORV_API int16_t IMGLOW_decompress_bitmap(int32_t stream, uint32_t offset, int16_t page,
-                                         RowCallback row_callback, void *user_data,
+                                         RowCallback row_callback, void* user_data,
                                          HeaderCallback header_callback);
 
 /* The same from a block of unknown size that holds a complete file, at its start. */
-ORV_API int16_t IMGLOW_decompress_bitmap_mem(void *block, int16_t page, RowCallback row_callback,
-                                             void *user_data, HeaderCallback header_callback);
+ORV_API int16_t IMGLOW_decompress_bitmap_mem(void* block, int16_t page, RowCallback row_callback,
+                                             void* user_data, HeaderCallback header_callback);
 
 /*
  * Makes a handle from a packed bitmap in memory: header, palette of 2, 16 or 256 entries behind its
@@ -226,7 +226,7 @@ ORV_API int16_t IMGLOW_decompress_bitmap_mem(void *block, int16_t page, RowCallb
  * Result: the handle; ORV_OUT_OF_MEMORY; ORV_BAD_DATA (null, width or height below 1, biSize below
  * 40); ORV_NOT_SUPPORTED (depth other than 1, 4, 8, 24, size above 32767, row above 32,764 bytes).
  */
-ORV_API int16_t IMG_create_handle(const ImageHeader *image);
+ORV_API int16_t IMG_create_handle(const ImageHeader* image);
 
 /* ---------------------------------------------------------------- detection ---- */
 
@@ -235,7 +235,7 @@ ORV_API int16_t IMG_create_handle(const ImageHeader *image);
  * Result: an OrvFormat; ORV_UNREADABLE (null or empty name, or can't be opened); ORV_NOT_SUPPORTED
  * (nothing recognises it; fax files too, which IMG_get_filetype_fd knows).
  */
-ORV_API int16_t IMGLOW_get_filetype(const char *file_name);
+ORV_API int16_t IMGLOW_get_filetype(const char* file_name);
 
 /*
  * Tells the format of an open stream, from its position 0, and leaves it there.
@@ -248,7 +248,7 @@ ORV_API int16_t IMG_get_filetype_fd(int32_t stream);
  * process and changed by the next load. Never null. A stored_y_resolution of 0 is set to
  * y_resolution by this call.
  */
-ORV_API void *IMG_get_extra_info(void);
+ORV_API void* IMG_get_extra_info(void);
 
 /* -------------------------------------------------------------- page counts ---- */
 
@@ -276,16 +276,16 @@ ORV_API int16_t IMG_delete_bitmap(int32_t handle);
  * Result: the number of the block that holds header, palette and pixels, for orv_block_lock
  * (host.h), or ORV_BAD_HANDLE. An operation may replace the block.
  */
-ORV_API int32_t IMG_bitmap_info(int32_t handle, uint16_t *width, uint16_t *height, uint16_t *bits);
+ORV_API int32_t IMG_bitmap_info(int32_t handle, uint16_t* width, uint16_t* height, uint16_t* bits);
 
 /* The image's record, owned by the library and valid until the image is deleted; null for a bad handle. */
-ORV_API ImageRecord *IMG_get_dib_intern(int32_t handle);
+ORV_API ImageRecord* IMG_get_dib_intern(int32_t handle);
 
 /*
  * Reads the crop rectangle: pixels, from the picture's top left corner. No place may be null; they
  * are left alone on failure. Result: 0 or ORV_BAD_HANDLE.
  */
-ORV_API int16_t IMG_get_croprect(int32_t handle, int16_t *left, int16_t *top, int16_t *width, int16_t *height);
+ORV_API int16_t IMG_get_croprect(int32_t handle, int16_t* left, int16_t* top, int16_t* width, int16_t* height);
 
 /*
  * Sets the crop rectangle, which saving and drawing obey. The values are not compared with the
@@ -297,16 +297,16 @@ ORV_API int16_t IMG_set_croprect(int32_t handle, int16_t left, int16_t top, int1
  * Copies header and palette, 40 bytes and 8, 64, 1024 or 0 more, to `buffer`; sizeof(ImageHeader)
  * bytes always suffice. Result: 0 or ORV_BAD_HANDLE.
  */
-ORV_API int16_t IMGLOW_get_bitmap_header(int32_t handle, void *buffer);
+ORV_API int16_t IMGLOW_get_bitmap_header(int32_t handle, void* buffer);
 
 /*
  * Copies the two text buffers, which TIFF reading fills from the Artist and DateTime fields and TIFF
  * writing writes out. `name` needs 200 bytes, `date` 40, both with their terminators. Result: 0.
  */
-ORV_API int16_t IMGLOW_get_bitmap_name(char *name, char *date);
+ORV_API int16_t IMGLOW_get_bitmap_name(char* name, char* date);
 
 /* Sets the two text buffers. Texts are cut at 199 and 39 characters. Result: 0. */
-ORV_API int16_t IMGLOW_set_bitmap_name(const char *name, const char *date);
+ORV_API int16_t IMGLOW_set_bitmap_name(const char* name, const char* date);
 
 /* ----------------------------------------------------------------- progress ---- */
 
@@ -314,7 +314,7 @@ ORV_API int16_t IMGLOW_set_bitmap_name(const char *name, const char *date);
  * Sets the function that encoders and operations report percentages to, with `user` handed through.
  * It stays until replaced; null removes it. It can't stop the work.
  */
-ORV_API void IMG_set_callback(ProgressCallback function, void *user);
+ORV_API void IMG_set_callback(ProgressCallback function, void* user);
 
 /* The older form, used while IMG_set_callback has set no function. Null removes it. */
 ORV_API void LibInitCallBack(LegacyProgressCallback function);
@@ -336,7 +336,7 @@ ORV_API void LibInitCallBack(LegacyProgressCallback function);
  * ORV_OUT_OF_MEMORY; ORV_BAD_DATA (a file that no page can be added to); ORV_SHORT_WRITE. A partly
  * written file stays behind.
  */
-ORV_API int16_t IMG_save_bitmap(int32_t handle, const char *file_name, int16_t format, int16_t page_total,
+ORV_API int16_t IMG_save_bitmap(int32_t handle, const char* file_name, int16_t format, int16_t page_total,
                                 int32_t fine_resolution, int32_t write_rtc, int32_t report_progress);
 
 /*
@@ -349,7 +349,7 @@ ORV_API int16_t IMG_save_bitmap_fd(int32_t handle, int32_t stream, int16_t forma
  * The same to memory. `block` must be large enough for the file, of whose size the library says
  * nothing: IMG_save_bitmap_mem_sized (sized.h) is the bounded form.
  */
-ORV_API int16_t IMG_save_bitmap_mem(int32_t handle, void *block, int16_t format);
+ORV_API int16_t IMG_save_bitmap_mem(int32_t handle, void* block, int16_t format);
 
 /*
  * Encodes a picture from the caller's row source. `header` gives size, depth and palette, and is not
@@ -357,12 +357,12 @@ ORV_API int16_t IMG_save_bitmap_mem(int32_t handle, void *block, int16_t format)
  * Result: as IMG_save_bitmap; ORV_BAD_DATA and ORV_NOT_SUPPORTED also for a header of no or
  * unsupported size or depth.
  */
-ORV_API int16_t IMGLOW_save_bitmap(int32_t stream, ImageHeader *header, int16_t format, RowSource row_source,
-                                   void *user_data);
+ORV_API int16_t IMGLOW_save_bitmap(int32_t stream, ImageHeader* header, int16_t format, RowSource row_source,
+                                   void* user_data);
 
 /* The same to a block that must be large enough. */
-ORV_API int16_t IMGLOW_save_bitmap_mem(void *block, ImageHeader *header, int16_t format, RowSource row_source,
-                                       void *user_data);
+ORV_API int16_t IMGLOW_save_bitmap_mem(void* block, ImageHeader* header, int16_t format, RowSource row_source,
+                                       void* user_data);
 
 /* --------------------------------------------------------- colour reduction ---- */
 

@@ -1,0 +1,34 @@
+// The one table of readers and encoders: a line a format number.
+#include "frame/format_table.h"
+
+#include "formats/format_readers.h"
+
+namespace orv
+{
+namespace
+{
+
+constexpr FormatEntry kAbsent = {nullptr, nullptr, 0, ExistingFile::Replaced};
+
+}  // namespace
+
+const FormatEntry format_table[kFormatCount] = {
+    /*  0 TIFF                */ kAbsent,
+    /*  1 BMP                 */ {bmp_read_image, bmp_write_image, kAllDepths, ExistingFile::Replaced},
+    /*  2 PCX                 */ kAbsent,
+    /*  3 TGA                 */ kAbsent,
+    /*  4 GIF                 */ kAbsent,
+    /*  5 WPG                 */ kAbsent,
+    /*  6 WMF                 */ kAbsent,
+    /*  7 TIFF, Compression 2 */ kAbsent,
+    /*  8 TIFF, Compression 3 */ kAbsent,
+    /*  9 TIFF, LZW           */ kAbsent,
+    /* 10 TIFF, Compression 4 */ kAbsent,
+    /* 11 DCX                 */ kAbsent,
+    /* 12 BMP, run-length     */ {nullptr, bmp_write_rle, kDepth4 | kDepth8, ExistingFile::Replaced},
+    /* 13 JPEG                */ kAbsent,
+    /* 14 EPS                 */ kAbsent,
+    /* 15 PICT                */ kAbsent,
+};
+
+}  // namespace orv

@@ -1,0 +1,13 @@
+// Services for applications on a host without the Windows memory calls.
+#include "orvimg32/host.h"
+
+#include "platform/memory.h"
+
+void* orv_block_lock(int32_t block)
+{
+    return platform::GlobalLock(block);
+}
+void orv_block_unlock(int32_t block)
+{
+    platform::GlobalUnlock(block);
+}

@@ -1,0 +1,119 @@
+#include "frame/progress.h"
+
+#include <algorithm>
+
+#include "frame/save.h"
+
+namespace orv
+{
+namespace
+{
+
+// Set by IMG_set_callback and LibInitCallBack, read by progress_fire. Null at the start.
+ProgressCallback progress_function;
+void* progress_user_data;
+LegacyProgressCallback legacy_progress_function;
+
+void set_percent(i32 percent)
+{
+    save_percent = static_cast<i16>(percent);
+}
+
+// What `percent_of_page` of the page under way stands for in the whole job.
+i32 share(i32 percent_of_page)
+{
+    return save_page_counter * percent_of_page / page_total();
+}
+
+}  // namespace
+
+void progress_fire(i16 percent)
+{
+    if (progress_function != nullptr) {
+        progress_function(percent, progress_user_data);
+    } else if (legacy_progress_function != nullptr) {
+        legacy_progress_function(percent);
+    }
+}
+
+void progress_start()
+{
+    save_page_counter = static_cast<i16>(save_page_counter + 1);
+    if (save_page_counter == 1) {
+        set_percent(0);
+    }
+    set_percent(save_percent + 1);
+    progress_fire(save_percent);
+}
+
+void progress_bump()
+{
+    i32 const total = page_total();
+    if (total > 5) {
+        if (save_page_counter <= 5) {
+            set_percent(save_percent + 1);
+        }
+    } else {
+        i32 const each = 5 / total;
+        set_percent(save_percent + each);
+        if (each * total < 5 && save_page_counter == total) {
+            set_percent(save_percent + 5 - each * total);
+        }
+    }
+    progress_fire(save_percent);
+}
+
+ProgressRows progress_rows(i32 height)
+{
+    return {.rows_per_tick = std::max(height / 20, 1), .step = std::max(4 / page_total(), 1), .last_tick = -1};
+}
+
+void progress_tick_capped(ProgressRows& rows, i32 row, i32 cap)
+{
+    if (row - rows.last_tick < rows.rows_per_tick) {
+        return;
+    }
+    set_percent(std::min(save_percent + rows.step, cap));
+    progress_fire(save_percent);
+    rows.last_tick = row;
+}
+
+void progress_tick(ProgressRows& rows, i32 row)
+{
+    progress_tick_capped(rows, row, share(90));
+}
+
+void progress_rows_done()
+{
+    set_percent(std::max<i32>(save_percent, share(90)));
+    if (save_page_counter == page_total() && save_percent < 90) {
+        set_percent(90);
+    }
+    progress_fire(save_percent);
+}
+
+void progress_finish()
+{
+    set_percent(save_percent + std::max(10 / page_total(), 1));
+    set_percent(std::max<i32>(save_percent, share(100)));
+    if (save_page_counter == page_total()) {
+        progress_fire(100);
+        set_percent(0);
+        save_page_counter = 0;
+    } else {
+        progress_fire(save_percent);
+    }
+}
+
+}  // namespace orv
+
+void IMG_set_callback(ProgressCallback function, void* user)
+{
+    orv::progress_function = function;
+    orv::progress_user_data = user;
+}
+
+void LibInitCallBack(LegacyProgressCallback function)
+{
+    orv::legacy_progress_function = function;
+}
