@@ -44,6 +44,11 @@ extern i32 fax_marker_seen;
 // Set by the readers of TIFF, fax and PCX: each decoded line is delivered twice.
 extern i32 line_doubling;
 
+// The rows of the picture being loaded, bottom row first, for a reader that can put them there itself
+// instead of delivering them: none unless row_callback is the frame's. Call it behind the
+// HeaderCallback.
+std::span<u8> frame_image_rows(RowCallback row_callback);
+
 // The callbacks that put a picture into the record of current_handle. `user_data` is the address of
 // an ImageHeader pointer.
 i16 frame_header_sink(ImageHeader* header, void* user_data);

@@ -87,6 +87,16 @@ i16 frame_row_sink(const void* row, void* /*user_data*/, i16 row_number, i16 len
     return 0;
 }
 
+std::span<u8> frame_image_rows(RowCallback row_callback)
+{
+    ImageRecord const* const record = handle_record(current_handle);
+    if (row_callback != frame_row_sink || record == nullptr || record->dib == nullptr) {
+        return {};
+    }
+    return {image_pixels(static_cast<ImageHeader*>(record->dib)),
+            static_cast<usize>(record->row_stride) * static_cast<usize>(record->image_height)};
+}
+
 }  // namespace orv
 
 using namespace orv;

@@ -122,6 +122,15 @@ bool stream_seek_to(StreamHandle stream, u64 position)
     return position <= 0x7FFFFFFF && stream_seek(stream, static_cast<i32>(position), kFromStart) >= 0;
 }
 
+usize stream_read_all(StreamHandle stream, void* buffer, usize count)
+{
+    u32 const wanted = static_cast<u32>(std::min<usize>(count, 0x7FFFFFFF));
+    if (stream == MEMORY_STREAM) {
+        return memory_read(buffer, wanted);
+    }
+    return static_cast<u32>(std::max(platform::_lread(stream, buffer, wanted), 0));
+}
+
 bool stream_read_exact(StreamHandle stream, void* buffer, u16 count)
 {
     return stream_read(stream, buffer, count) == count;

@@ -39,8 +39,10 @@ u32 stream_write(StreamHandle stream, const void* buffer, u16 count);
 // read there is absent.
 bool stream_seek_to(StreamHandle stream, u64 position);
 
-// True when all `count` bytes came / went. stream_write_all moves any count, in pieces of at most
-// 65,535 bytes.
+// Reads any count up to 2^31 - 1 at once: the number of bytes that came.
+usize stream_read_all(StreamHandle stream, void* buffer, usize count);
+
+// True when all `count` bytes came / went. stream_write_all moves any count, in pieces.
 bool stream_read_exact(StreamHandle stream, void* buffer, u16 count);
 bool stream_write_all(StreamHandle stream, const void* buffer, u32 count);
 
