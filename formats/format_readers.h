@@ -9,6 +9,8 @@ namespace orv
 // Readers: the contract of frame/load.h.
 i16 bmp_read_image(u32 offset_or_page, RowCallback row_callback, void* user_data,
                    HeaderCallback header_callback, StreamHandle stream);
+i16 tiff_read_image(u32 offset_or_page, RowCallback row_callback, void* user_data,
+                    HeaderCallback header_callback, StreamHandle stream);
 
 // Encoders: the contract of frame/save.h.
 i16 bmp_write_image(StreamHandle stream, ImageHeader* header, RowSource row_source, void* user_data);

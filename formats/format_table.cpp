@@ -13,7 +13,7 @@ constexpr FormatEntry kAbsent = {nullptr, nullptr, 0, ExistingFile::Replaced};
 }  // namespace
 
 const FormatEntry format_table[kFormatCount] = {
-    /*  0 TIFF                */ kAbsent,
+    /*  0 TIFF                */ {tiff_read_image, nullptr, 0, ExistingFile::GetsPage},
     /*  1 BMP                 */ {bmp_read_image, bmp_write_image, kAllDepths, ExistingFile::Replaced},
     /*  2 PCX                 */ kAbsent,
     /*  3 TGA                 */ kAbsent,

@@ -1,0 +1,247 @@
+// LZW as TIFF 6.0, section 13, has it.
+#include <algorithm>
+#include <bit>
+
+#include "formats/tiff/tiff_strips.h"
+#include "frame/blocks.h"
+#include "frame/bytes.h"
+#include "frame/chunk_reader.h"
+
+namespace orv
+{
+
+// ---- the bytes of the format
+//
+// Codes of 9 to 12 bits, the highest bit first. 0 to 255 are single bytes, 256 is Clear, 257
+// EndOfInformation; each code behind the first after a Clear adds an entry: the string before it and
+// its own first byte. The size of the codes grows when the next entry is one short of it.
+
+// ---- records and constants
+
+namespace
+{
+
+constexpr u32 kClear = 256;
+constexpr u32 kEndOfInformation = 257;
+constexpr u32 kFirstFree = 258;
+constexpr u32 kTableEntries = 4778;  // a coder that fills it has lost its Clear codes
+constexpr u32 kMinCodeBits = 9;
+constexpr u32 kMaxCodeBits = 12;
+
+// A string is held by its last 1 to 8 bytes and the code of what stands ahead of them, so that it is
+// written eight bytes at a time.
+struct LzwEntry {
+    u64 tail;    // first byte lowest
+    u16 prefix;  // code of the string without its tail, where it is longer than 8 bytes
+    u16 length;
+    u8 first;
+};
+
+constexpr u32 kTailBytes = 8;
+constexpr u32 kFlushBytes = 16384;
+
+struct LzwContext {
+    u8* input;
+    u8* output;
+    LzwEntry* table;
+    u32 flush_at;  // output bytes at which finished rows are handed on; there is room for a string behind
+};
+
+struct LzwBits {
+    ChunkReader in;
+    u64 bits;   // the next bits of the data, from the top
+    u32 count;  // how many
+    i64 used;   // bytes of refilled chunks
+};
+
+// The output of a strip so far that has not been handed on.
+struct LzwOutput {
+    u32 length;
+    i32 row;  // number of the first row
+};
+
+void store_tail(u8* p, u64 tail)
+{
+    if constexpr (std::endian::native == std::endian::big) {
+        tail = __builtin_bswap64(tail);
+    }
+    std::memcpy(p, &tail, kTailBytes);
+}
+
+}  // namespace
+
+// ---- parsing and checks, no pixels
+
+namespace
+{
+
+u64 load_be64(const u8* p)
+{
+    return u64{load_be32(p)} << 32 | load_be32(p + 4);
+}
+
+// Takes more bytes into the register. False when fewer than `size` bits are left in the data.
+bool lzw_fill(LzwBits& in, u32 size)
+{
+    if (chunk_available(in.in) < 8 && !in.in.ended) {
+        in.used += in.in.pos;
+        chunk_refill(in.in);
+    }
+    if (chunk_available(in.in) >= 8) [[likely]] {
+        in.bits |= load_be64(in.in.buffer + in.in.pos) >> in.count;
+        const u32 bytes = (63 - in.count) / 8;
+        in.in.pos += bytes;
+        in.count += 8 * bytes;
+        return true;
+    }
+    while (in.count <= 56 && in.in.pos < in.in.fill) {
+        in.bits |= u64{in.in.buffer[in.in.pos++]} << (56 - in.count);
+        in.count += 8;
+    }
+    return in.count >= size;
+}
+
+// The next code, or EndOfInformation where the data ends.
+u32 lzw_code(LzwBits& in, u32 size)
+{
+    if (in.count < size && !lzw_fill(in, size)) {
+        return kEndOfInformation;
+    }
+    const u32 code = static_cast<u32>(in.bits >> (64 - size));
+    in.bits <<= size;
+    in.count -= size;
+    return code;
+}
+
+}  // namespace
+
+// ---- rows
+
+namespace
+{
+
+// Writes a string longer than a tail, from its end to its start, and gives its first byte.
+void write_long(const LzwEntry* table, const LzwEntry& entry, u8* out)
+{
+    const LzwEntry* at = &entry;
+    for (;;) {
+        const u32 start = (at->length - 1u) & ~(kTailBytes - 1);
+        store_tail(out + start, at->tail);
+        if (start == 0) {
+            return;
+        }
+        at = table + at->prefix;
+    }
+}
+
+// Hands on the whole rows and moves the rest to the front. False behind the last row of the plane.
+bool lzw_flush(StripWalk& walk, const LzwContext& lzw, LzwOutput& out)
+{
+    const u32 row_bytes = static_cast<u32>(walk.row_bytes);
+    u32 done = 0;
+    for (; out.length - done >= row_bytes && out.row < walk.end_row; done += row_bytes) {
+        tiff_put_row(walk, lzw.output + done, out.row++);
+    }
+    out.length -= done;
+    std::memmove(lzw.output, lzw.output + done, out.length);
+    return out.row < walk.end_row;
+}
+
+// The entry `code` grown by one byte.
+LzwEntry grown(const LzwEntry& entry, u32 code, u8 byte)
+{
+    const u32 in_tail = entry.length % kTailBytes;
+    return {.tail = in_tail == 0 ? byte : entry.tail | u64{byte} << (8 * in_tail),
+            .prefix = in_tail == 0 ? static_cast<u16>(code) : entry.prefix,
+            .length = static_cast<u16>(entry.length + 1),
+            .first = entry.first};
+}
+
+// Decodes from behind a Clear to the next. True if there is one; false ends the strip: its end code, a
+// bad code, a full table, the end of the data, or no row left to decode.
+bool lzw_until_clear(StripWalk& walk, const LzwContext& lzw, LzwBits& in, LzwOutput& out)
+{
+    LzwEntry* const table = lzw.table;
+    u32 code = lzw_code(in, kMinCodeBits);
+    if (code >= kClear) {
+        return code == kClear;
+    }
+    lzw.output[out.length++] = static_cast<u8>(code);
+    u32 previous = code;
+    LzwEntry string = table[code];
+    u32 next = kFirstFree;
+    u32 size = kMinCodeBits;
+    for (u32 limit = 1u << kMinCodeBits; next < kTableEntries;) {
+        if (out.length >= lzw.flush_at && !lzw_flush(walk, lzw, out)) {
+            return false;
+        }
+        code = lzw_code(in, size);
+        if (code == kClear) {
+            return true;
+        }
+        if (code > next || code == kEndOfInformation) {
+            return false;
+        }
+        const u8 first = code == next ? string.first : table[code].first;
+        table[next] = grown(string, previous, first);
+        string = table[code];
+        if (string.length <= kTailBytes) [[likely]] {
+            store_tail(lzw.output + out.length, string.tail);
+        } else {
+            write_long(table, string, lzw.output + out.length);
+        }
+        out.length += string.length;
+        previous = code;
+        if (++next == limit - 1) {
+            size = std::min(size + 1, kMaxCodeBits);
+            limit *= 2;
+        }
+    }
+    return false;
+}
+
+void decode_lzw_strip(StripWalk& walk, void* context)
+{
+    const LzwContext& lzw = *static_cast<LzwContext*>(context);
+    LzwBits in = {.in = chunk_open(walk.stream, lzw.input, kChunkBytes), .bits = 0, .count = 0, .used = 0};
+    LzwOutput out = {.length = 0, .row = walk.first_row};
+    if (lzw_code(in, kMinCodeBits) == kClear) {
+        while (lzw_until_clear(walk, lzw, in, out)) {
+        }
+    }
+    lzw_flush(walk, lzw, out);
+    walk.bytes_used += in.used + in.in.pos;
+}
+
+bool lzw_allocate(const TiffDirectory& dir, const StripWalk& walk, LzwContext& lzw)
+{
+    lzw.flush_at = std::max(3 * static_cast<u32>(walk.row_bytes), kFlushBytes);
+    lzw.input = block_alloc(kChunkBytes);
+    lzw.output = block_alloc(lzw.flush_at + kTableEntries + kTailBytes + tiff_row_room(dir));
+    lzw.table = reinterpret_cast<LzwEntry*>(block_alloc(kTableEntries * sizeof(LzwEntry)));
+    if (!lzw.input || !lzw.output || !lzw.table) {
+        return false;
+    }
+    for (u32 i = 0; i < 256; ++i) {
+        lzw.table[i] = {.tail = i, .prefix = 0, .length = 1, .first = static_cast<u8>(i)};
+    }
+    return true;
+}
+
+}  // namespace
+
+i16 tiff_decode_lzw(const TiffDirectory& dir, StreamHandle stream)
+{
+    StripWalk walk = strip_walk(dir, stream);
+    LzwContext lzw = {};
+    const bool allocated = lzw_allocate(dir, walk, lzw);
+    if (allocated) {
+        decode_strips(walk, decode_lzw_strip, &lzw);
+    }
+    block_free(lzw.table);
+    block_free(lzw.output);
+    block_free(lzw.input);
+    return allocated ? kOk : kOutOfMemory;
+}
+
+}  // namespace orv

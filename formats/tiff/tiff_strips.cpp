@@ -1,0 +1,308 @@
+#include "formats/tiff/tiff_strips.h"
+
+#include <algorithm>
+
+#include "formats/tiff/tiff_planes.h"
+#include "formats/tiff/tiff_rows.h"
+#include "frame/blocks.h"
+#include "frame/chunk_reader.h"
+#include "frame/scratch.h"
+
+namespace orv
+{
+
+// ---- the bytes of the format
+//
+// Compression 1      rows one behind the other, each from a byte boundary
+// Compression 32773  PackBits; each row is packed on its own (TIFF 6.0, section 9):
+//                    0..127    that many + 1 bytes follow as they are
+//                    128       nothing
+//                    129..255  the next byte 257 - n times
+
+// ---- records and constants
+
+namespace
+{
+
+constexpr u32 kRowSlack = 160;  // behind a row's room: what the longest PackBits code can overshoot by
+
+}  // namespace
+
+// ---- parsing and checks, no pixels
+
+namespace
+{
+
+// Whether the entry names one strip by itself, whatever strip is asked for.
+bool one_strip_entry(const TiffEntry& entry)
+{
+    return (entry.type == kTiffLong && entry.count == 1) || (entry.type == kTiffByte && entry.count <= 4) ||
+           (entry.type == kTiffShort && entry.count <= 1);
+}
+
+// Position of a strip. Tables of SHORT are honoured; whatever else is taken for a table of LONG.
+bool strip_position(i32 strip, u32& position)
+{
+    const TiffEntry& entry = tiff_strip_entry;
+    const u32 index = static_cast<u32>(strip);
+    if (one_strip_entry(entry)) {
+        position = entry.type == kTiffShort ? entry.value & 0xFFFF : entry.value;
+        return true;
+    }
+    if (entry.type == kTiffShort && entry.count == 2) {
+        position = index == 0 ? entry.value & 0xFFFF : entry.value >> 16;
+        return index < 2;
+    }
+    const u16 size = entry.type == kTiffShort ? 2 : 4;
+    u8 bytes[4];
+    if (!tiff_seek(entry.value + size * index) || !stream_read_exact(tiff_stream, bytes, size)) {
+        return false;
+    }
+    position = size == 2 ? tiff_u16(bytes) : tiff_u32(bytes);
+    return true;
+}
+
+}  // namespace
+
+bool tiff_seek_strip(StreamHandle stream, i32 strip, u32& position)
+{
+    return strip_position(strip, position) && stream_seek_to(stream, u64{position} + tiff_base_offset);
+}
+
+StripWalk strip_walk(const TiffDirectory& dir, StreamHandle stream)
+{
+    const bool planes = tiff_has_planes(dir);
+    const i32 height = static_cast<i32>(dir.ImageLength);
+    const bool one_strip = (dir.RowsPerStrip & 0xFFFF) == 0 || dir.RowsPerStrip >= dir.ImageLength;
+    return {.stream = stream,
+            .row_bytes = planes ? static_cast<i32>(dir.ImageWidth) : tiff_row_bytes(dir),
+            .plane_height = height,
+            .rows_per_strip = one_strip ? height : static_cast<i32>(dir.RowsPerStrip),
+            .planes = planes ? 3 : 1,
+            .first_row = 0,
+            .rows = 0,
+            .end_row = 0,
+            .bytes_used = 0,
+            .rows_put = 0};
+}
+
+namespace
+{
+
+// Strips may overlap, and may hold more than their rows. What they cost together is kept in proportion
+// to the data that they span and to the picture.
+bool within_budget(const StripWalk& walk, i64 data_end)
+{
+    const i64 rows = static_cast<i64>(walk.plane_height) * walk.planes;
+    return walk.bytes_used <= 4 * data_end + rows * walk.row_bytes + 0x10000 && walk.rows_put <= 4 * rows;
+}
+
+// Seeks strip number `strip`. Planes that one entry names follow each other without a gap.
+bool seek_next(const StripWalk& walk, i32 strip, i64 used, u32& position)
+{
+    if (walk.planes > 1 && strip > 0 && one_strip_entry(tiff_strip_entry)) {
+        position += static_cast<u32>(used);
+        return tiff_seek(position);
+    }
+    return tiff_seek_strip(walk.stream, strip, position);
+}
+
+}  // namespace
+
+void decode_strips(StripWalk& walk, void (*decode_strip)(StripWalk& walk, void* context), void* context)
+{
+    u32 position = 0;
+    i64 used = 0;
+    i64 data_end = 0;
+    i32 strip = 0;
+    for (i32 plane = 0; plane < walk.planes; ++plane) {
+        walk.first_row = plane * walk.plane_height;
+        walk.end_row = walk.first_row + walk.plane_height;
+        for (; walk.first_row < walk.end_row; walk.first_row += walk.rows, ++strip) {
+            walk.rows = std::min(walk.rows_per_strip, walk.end_row - walk.first_row);
+            if (!within_budget(walk, data_end)) {
+                return;
+            }
+            if (seek_next(walk, strip, used, position)) {
+                const i64 before = walk.bytes_used;
+                decode_strip(walk, context);
+                used = walk.bytes_used - before;
+                data_end = std::max(data_end, position + used);
+            }
+        }
+    }
+}
+
+// ---- rows
+
+u32 tiff_row_room(const TiffDirectory& dir)
+{
+    const i16 width = static_cast<i16>(dir.ImageWidth);
+    const i16 bits = static_cast<i16>(dir.BitsPerSample * dir.SamplesPerPixel);
+    return static_cast<u32>(std::max<i32>(tiff_row_bytes(dir), tiff_row_stride(width, bits))) + kRowSlack;
+}
+
+i16 tiff_prepare_row(const TiffDirectory& dir, u8* row)
+{
+    const u32 samples = dir.SamplesPerPixel;
+    const u32 depth = dir.BitsPerSample * samples;
+    const i16 width = static_cast<i16>(dir.ImageWidth);
+    const std::span<u8> bytes(row, static_cast<usize>(tiff_row_bytes(dir)));
+    if (dir.Photometric == kWhiteIsZero &&
+        (dir.BitsPerSample == 1 || dir.BitsPerSample == 4 || depth == 8 || depth == 24)) {
+        row_complement(bytes);
+    }
+    if (dir.Predictor == kPredictorHorizontal) {
+        samples == 3 ? row_add_left_pixel(bytes) : row_add_left_byte(bytes);
+    }
+    if (dir.Photometric == kSeparated && samples == 4 && dir.BitsPerSample == 8) {
+        row_cmyk_to_bgr(bytes);
+        return tiff_row_stride(width, 24);
+    }
+    if (samples >= 3) {
+        row_swap_red_blue(bytes);
+    }
+    return tiff_row_stride(width, static_cast<i16>(depth));
+}
+
+void tiff_finish_row(u8* row, i16 row_number)
+{
+    const i16 length = tiff_prepare_row(tiff_directory, row);
+    tiff_row_callback(row, tiff_user_data, row_number, length);
+}
+
+void tiff_put_row(StripWalk& walk, u8* row, i32 row_number)
+{
+    ++walk.rows_put;
+    if (walk.planes > 1) {
+        plane_file_put(row, walk.row_bytes, row_number);
+    } else {
+        tiff_finish_row(row, static_cast<i16>(row_number));
+    }
+}
+
+// ---- rows: uncompressed
+
+namespace
+{
+
+struct RawContext {
+    u8* block;
+    i32 block_rows;
+};
+
+// Rows are finished where they were read.
+void decode_raw_strip(StripWalk& walk, void* context)
+{
+    const RawContext& raw = *static_cast<RawContext*>(context);
+    const i32 end = walk.first_row + walk.rows;
+    for (i32 row = walk.first_row; row < end;) {
+        const i32 wanted = std::min(raw.block_rows, end - row);
+        const u16 count = static_cast<u16>(wanted * walk.row_bytes);
+        const u32 got = stream_read(walk.stream, raw.block, count);
+        walk.bytes_used += got;
+        const i32 whole = static_cast<i32>(got) / walk.row_bytes;
+        for (i32 i = 0; i < whole; ++i) {
+            tiff_put_row(walk, raw.block + i * walk.row_bytes, row + i);
+        }
+        if (whole < wanted) {
+            return;
+        }
+        row += wanted;
+    }
+}
+
+}  // namespace
+
+i16 tiff_decode_raw(const TiffDirectory& dir, StreamHandle stream)
+{
+    StripWalk walk = strip_walk(dir, stream);
+    RawContext raw = {.block = nullptr,
+                      .block_rows = std::max(1, static_cast<i32>(kChunkBytes) / walk.row_bytes)};
+    const u32 bytes = static_cast<u32>(raw.block_rows * walk.row_bytes) + tiff_row_room(dir);
+    raw.block = block_alloc(bytes);
+    if (!raw.block) {
+        return kOutOfMemory;
+    }
+    decode_strips(walk, decode_raw_strip, &raw);
+    block_free(raw.block);
+    return kOk;
+}
+
+// ---- rows: PackBits
+
+namespace
+{
+
+struct PackBitsContext {
+    u8* input;
+    u8* row;  // tiff_row_room bytes
+};
+
+// True if `count` bytes can be read; the codes behind them stay for the next row.
+bool packbits_ensure(StripWalk& walk, ChunkReader& in, u32 count)
+{
+    if (chunk_available(in) >= count) [[likely]] {
+        return true;
+    }
+    walk.bytes_used += in.pos;
+    chunk_refill(in);
+    return chunk_available(in) >= count;
+}
+
+// Unpacks one row, whose last code may run past it: the row block has slack. False at the end of data.
+bool packbits_row(StripWalk& walk, ChunkReader& in, u8* row)
+{
+    const u32 row_bytes = static_cast<u32>(walk.row_bytes);
+    for (u32 done = 0; done < row_bytes;) {
+        if (!packbits_ensure(walk, in, 1)) {
+            return false;
+        }
+        const u32 code = in.buffer[in.pos++];
+        if (code < 128) {
+            const u32 count = code + 1;
+            if (!packbits_ensure(walk, in, count) && chunk_available(in) < row_bytes - done) {
+                return false;
+            }
+            const u32 there = std::min(count, chunk_available(in));
+            std::memcpy(row + done, in.buffer + in.pos, there);
+            in.pos += there;
+            done += count;
+        } else if (code > 128) {
+            if (!packbits_ensure(walk, in, 1)) {
+                return false;
+            }
+            std::memset(row + done, in.buffer[in.pos++], 257 - code);
+            done += 257 - code;
+        }
+    }
+    return true;
+}
+
+void decode_packbits_strip(StripWalk& walk, void* context)
+{
+    const PackBitsContext& packbits = *static_cast<PackBitsContext*>(context);
+    ChunkReader in = chunk_open(walk.stream, packbits.input, kChunkBytes);
+    for (i32 i = 0; i < walk.rows && packbits_row(walk, in, packbits.row); ++i) {
+        tiff_put_row(walk, packbits.row, walk.first_row + i);
+    }
+    walk.bytes_used += in.pos;
+}
+
+}  // namespace
+
+i16 tiff_decode_packbits(const TiffDirectory& dir, StreamHandle stream)
+{
+    StripWalk walk = strip_walk(dir, stream);
+    PackBitsContext packbits = {.input = scratch_alloc(kChunkBytes), .row = nullptr};
+    packbits.row = packbits.input ? scratch_alloc(tiff_row_room(dir)) : nullptr;
+    if (!packbits.row) {
+        return kOutOfMemory;
+    }
+    decode_strips(walk, decode_packbits_strip, &packbits);
+    scratch_free(packbits.row);
+    scratch_free(packbits.input);
+    return kOk;
+}
+
+}  // namespace orv
