@@ -81,7 +81,7 @@ static_assert(sizeof(ImageRecord) == 76);
 static_assert(sizeof(ImageRecord) == 88 && offsetof(ImageRecord, dib) == 64);
 #endif
 
-i16 handle_allocate()
+ImageHandle handle_allocate()
 {
     i16 slot = 0;
     if (handle_count == 0) {

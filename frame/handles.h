@@ -1,4 +1,4 @@
-// The table of open images.
+// The HandleTable: the records of all open images.
 #pragma once
 
 #include "frame/errors.h"
@@ -13,8 +13,11 @@ extern ImageRecord** handle_table;
 extern i32 handle_table_block;
 extern i16 handle_count;
 
+// An index into the table, lowest free one first.
+using ImageHandle = i16;
+
 // Finds or makes a slot with a zeroed record: the handle, or kOutOfMemory.
-i16 handle_allocate();
+ImageHandle handle_allocate();
 
 // Frees what the record owns and its slot. The image's block, if there is one, is locked by the caller
 // and `dib` current. kOk, or kBadHandle.

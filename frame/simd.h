@@ -1,4 +1,5 @@
-// Wider vectors where the machine has them: functions marked so are built in several versions.
+// Where a function may be compiled for wider registers beside the baseline, picked when the library is
+// loaded. Results do not depend on it.
 #pragma once
 
 #if defined(__x86_64__) && defined(__linux__) && !defined(ORV_NO_TARGET_CLONES) && !defined(__clang__)
