@@ -20,30 +20,34 @@ constexpr i32 kMonoError = 127;
 constexpr i32 kLeastGray = -kMonoError;
 constexpr i32 kGreatestGray = 255 + kMonoError;
 
-// What becomes of a gray: its error and what of that stays on the row.
-struct MonoCut {
-    i16 error;
-    i8 next;    // 8 forty-seconds, one pixel on
-    i8 second;  // 4, two pixels on
+// What becomes of each gray, in tables of their own: the way from a pixel to the next is an addition and
+// one load.
+struct MonoCuts {
+    std::array<i8, kGreatestGray - kLeastGray + 1> error;
+    std::array<i8, kGreatestGray - kLeastGray + 1> next;    // 8 forty-seconds of it, one pixel on
+    std::array<i8, kGreatestGray - kLeastGray + 1> second;  // 4, two pixels on
 };
 
-constexpr std::array<MonoCut, kGreatestGray - kLeastGray + 1> kMonoCuts = [] {
-    std::array<MonoCut, kGreatestGray - kLeastGray + 1> table = {};
+constexpr MonoCuts kMonoCuts = [] {
+    MonoCuts cuts = {};
     for (i32 gray = kLeastGray; gray <= kGreatestGray; ++gray) {
+        const usize at = static_cast<usize>(gray - kLeastGray);
         const i32 error = gray >= 128 ? gray - 255 : gray;
-        table[static_cast<usize>(gray - kLeastGray)] = {
-            static_cast<i16>(error), static_cast<i8>(error * 8 / 42), static_cast<i8>(error * 4 / 42)};
+        cuts.error[at] = static_cast<i8>(error);
+        cuts.next[at] = static_cast<i8>(error * 8 / 42);
+        cuts.second[at] = static_cast<i8>(error * 4 / 42);
     }
-    return table;
+    return cuts;
 }();
 
 static_assert([] {
-    for (const MonoCut& cut : kMonoCuts) {
-        if (cut.error < -kMonoError || cut.error > kMonoError) {
+    for (const i8 error : kMonoCuts.error) {
+        if (error < -kMonoError) {
             return false;
         }
     }
-    return true;
+    return kMonoError == 127 && kMonoCuts.error[127 - kLeastGray] == 127 &&
+           kMonoCuts.error.back() == kMonoError;
 }());
 
 // The places of the working memory. A line is width words and kSpare at each end, which stay 0.
@@ -109,19 +113,21 @@ void spread_mono_errors(const MonoRows& rows)
 // Even rows run left to right, odd ones right to left. `whites` gets 1 for a white pixel, 0 for black.
 void diffuse_row_mono(u8* whites, i16* line, i32 row, usize width)
 {
-    i32 next = 0;    // what the pixel before gives this one
-    i32 before = 0;  // what the pixel before that gives it
-    i32 second = 0;  // what the pixel before gives the one behind this
+    const i8* const errors = kMonoCuts.error.data() - kLeastGray;
+    const i8* const nexts = kMonoCuts.next.data() - kLeastGray;
+    const i8* const seconds = kMonoCuts.second.data() - kLeastGray;
+    std::ptrdiff_t next = 0;    // what the pixel before gives this one
+    std::ptrdiff_t before = 0;  // what the pixel before that gives it
+    std::ptrdiff_t second = 0;  // what the pixel before gives the one behind this
     const std::ptrdiff_t step = (row & 1) == 0 ? 1 : -1;
     std::ptrdiff_t x = step > 0 ? 0 : static_cast<std::ptrdiff_t>(width) - 1;
     for (usize count = 0; count < width; ++count, x += step) {
-        const i32 gray = line[x] + before + next;
-        const MonoCut cut = kMonoCuts[static_cast<usize>(gray - kLeastGray)];
-        whites[x] = gray >= 128;
-        line[x] = cut.error;
+        const std::ptrdiff_t gray = line[x] + before + next;
+        next = nexts[gray];
         before = second;
-        next = cut.next;
-        second = cut.second;
+        second = seconds[gray];
+        whites[x] = gray >= 128;
+        line[x] = errors[gray];
     }
 }
 
