@@ -8,6 +8,9 @@ target_compile_options(orv_warnings INTERFACE
 # Results are fixed to the bit: no contraction of floating-point terms.
 add_compile_options(-ffp-contract=off)
 
+# Sizes and positions of files have 64 bits on 32-bit hosts too.
+add_compile_definitions(_FILE_OFFSET_BITS=64)
+
 # The library proper: plain functions, hidden but for the exported names.
 set(ORV_LIBRARY_OPTIONS -fvisibility=hidden -fvisibility-inlines-hidden -fno-exceptions -fno-rtti
     -fno-threadsafe-statics -fno-asynchronous-unwind-tables)
