@@ -1,0 +1,268 @@
+// Reader of PCX: a header of 128 bytes, lines of planes in run-length code, and at 8 bits a palette at
+// the end of the file. A page that a fax program stored at half the vertical resolution is stretched:
+// every line arrives twice.
+#include <algorithm>
+#include <array>
+
+#include "formats/bitmap/pcx.h"
+#include "formats/bitmap/pcx_planes.h"
+#include "formats/bitmap/pcx_runs.h"
+#include "formats/format_readers.h"
+#include "frame/blocks.h"
+#include "frame/bytes.h"
+#include "frame/scratch.h"
+#include "ops/palettes.h"
+
+namespace orv
+{
+namespace
+{
+
+// --- Records and constants ---
+
+constexpr u16 kGrayPalette = 2;  // PaletteInfo
+constexpr u32 kColourBytes = 3;  // red, green, blue
+
+// How the planes of a line make pixels.
+enum class Layout { Packed, BitPlanes, ColourPlanes, Unread };
+
+struct PcxFile {
+    Layout layout;
+    u8 version;
+    i32 planes;
+    u16 palette_info;
+    u32 bytes_per_line;  // of one plane
+    u32 line_bytes;      // of all planes
+    i32 lines;           // as stored
+};
+
+// Set by every read: the bits of a 1-bit file are to be flipped, because its palette is white and black
+// where the picture's will be black and white.
+i32 pcx_invert;
+
+// --- Parsing and checks ---
+
+// The planes and bits that make a picture. Two bits a pixel pass as a header without rows; of the other
+// sizes the check of the header tells that they can't be carried.
+bool layout_find(i32 bits, i32 planes, PcxFile& file, i32& depth)
+{
+    if (planes == 4 && bits == 4) {
+        bits = 1;
+    }
+    file.planes = planes;
+    depth = bits == 1 && planes == 3 ? 4 : bits * planes;
+    if (planes == 1 && (bits == 1 || bits == 4 || bits == 8)) {
+        file.layout = Layout::Packed;
+    } else if (bits == 1 && depth == 4) {
+        file.layout = Layout::BitPlanes;
+    } else if (bits == 8 && planes == 3) {
+        file.layout = Layout::ColourPlanes;
+    } else {
+        const bool sound =
+            (bits == 1 || bits == 2 || bits == 4 || bits == 8) && planes >= 1 && planes <= kPcxMaxPlanes;
+        file.layout = Layout::Unread;
+        return sound && depth != 4 && depth != 8 && depth != 24;
+    }
+    return true;
+}
+
+// Fills the file's record, the header without its palette, and the resolutions.
+ErrorCode header_parse(const u8* head, PcxFile& file, BITMAPINFOHEADER& info)
+{
+    const i32 width = load_le16(head + kPcxXmax) - load_le16(head + kPcxXmin) + 1;
+    const u16 hdpi = load_le16(head + kPcxHDpi);
+    const u16 vdpi = load_le16(head + kPcxVDpi);
+    line_doubling = (vdpi == 100 || vdpi == 98) && (hdpi == 200 || hdpi == 204) ? 1 : 0;
+    extra_info.x_resolution = static_cast<i16>(hdpi);
+    extra_info.y_resolution = static_cast<i16>(line_doubling != 0 ? vdpi * 2 : vdpi);
+    extra_info.stored_y_resolution = static_cast<i16>(vdpi);
+
+    file.version = head[kPcxVersion];
+    file.palette_info = load_le16(head + kPcxPaletteInfo);
+    file.bytes_per_line = load_le16(head + kPcxBytesPerLine);
+    file.lines = load_le16(head + kPcxYmax) - load_le16(head + kPcxYmin) + 1;
+    i32 depth = 0;
+    if (!layout_find(static_cast<i8>(head[kPcxBitsPerPixel]), static_cast<i8>(head[kPcxPlanes]), file, depth) ||
+        file.bytes_per_line == 0) {
+        return kBadData;
+    }
+    file.line_bytes = file.bytes_per_line * static_cast<u32>(file.planes);
+
+    info.biSize = kBitmapHeaderBytes;
+    info.biWidth = width;
+    info.biHeight = line_doubling != 0 ? file.lines * 2 : file.lines;
+    info.biPlanes = 1;
+    info.biBitCount = static_cast<u16>(depth);
+    const ErrorCode checked = header_check(info, depth == 2 ? DepthRule::Streamed : DepthRule::Carried);
+    if (checked == kOk) {
+        info.biSizeImage = static_cast<u32>(row_stride_wide(width, depth) * info.biHeight);
+    }
+    return checked;
+}
+
+// `colours` are the file's own, red, green and blue.
+void palette_set(ImageHeader& header, const PcxFile& file, u16 palette_info, const u8* colours)
+{
+    RGBQUAD* palette = header.palette;
+    const u32 entries = 1U << header.info.biBitCount;
+    if (palette_info == kGrayPalette) {
+        palette_build_default(&header, "tiff");
+    } else if (file.version == 0 || file.version == 3) {
+        palette_build_default(&header, "pcx");
+    } else {
+        for (u32 i = 0; i < entries; ++i) {
+            const u8* colour = colours + usize{i} * kColourBytes;
+            palette[i] = {.rgbBlue = colour[2], .rgbGreen = colour[1], .rgbRed = colour[0], .rgbReserved = 0};
+        }
+    }
+    if (entries != 2 || (palette[1].rgbBlue | palette[1].rgbGreen | palette[1].rgbRed) != 0) {
+        return;
+    }
+    const bool light = palette[0].rgbBlue != 0 && palette[0].rgbGreen != 0 && palette[0].rgbRed != 0;
+    const bool black = (palette[0].rgbBlue | palette[0].rgbGreen | palette[0].rgbRed) == 0;
+    if (light) {
+        pcx_invert = 1;
+    }
+    if (light || black) {
+        palette_build_default(&header, "tiff");
+    }
+}
+
+// The 8-bit palette stands at the end of the stream, whatever lies between it and the lines.
+void palette_read(StreamHandle stream, ImageHeader& header, const PcxFile& file, const u8* head)
+{
+    if (header.info.biBitCount <= 4) {
+        palette_set(header, file, file.palette_info, head + kPcxColormap);
+    } else if (header.info.biBitCount == 8) {
+        std::array<u8, kPcxPaletteBytes> colours{};
+        if (stream_seek(stream, -static_cast<i32>(kPcxPaletteBytes), kFromEnd) >= 0) {
+            stream_read(stream, colours.data(), kPcxPaletteBytes);
+        }
+        palette_set(header, file, 0, colours.data());
+    }
+}
+
+// --- Rows ---
+
+struct RowTarget {
+    RowCallback callback;
+    void* user_data;
+    i32 width;   // pixels
+    u32 stride;  // bytes of a delivered row
+};
+
+struct RowBuffers {
+    u8* chunk;
+    u8* line;    // all planes of a line, or a whole packed row
+    u8* pixels;  // a row made of planes
+};
+
+// The row that a decoded line makes.
+const u8* line_finish(const PcxFile& file, const RowTarget& target, const RowBuffers& buffers)
+{
+    u8* line = buffers.line;
+    switch (file.layout) {
+    case Layout::BitPlanes:
+        pcx_merge_bits(line, file.bytes_per_line, file.planes, buffers.pixels,
+                       std::min(file.bytes_per_line, target.stride / 4));
+        return buffers.pixels;
+    case Layout::ColourPlanes:
+        pcx_merge_colours(line, file.bytes_per_line, buffers.pixels,
+                          std::min(file.bytes_per_line, static_cast<u32>(target.width)));
+        return buffers.pixels;
+    default: break;
+    }
+    const u32 used = std::min(file.line_bytes, target.stride);
+    if (pcx_invert != 0) {
+        for (u32 at = 0; at < used; ++at) {
+            line[at] ^= 0xFF;
+        }
+    }
+    // What the line does not reach is zero, also where the decoder worked beyond its end.
+    std::memset(line + used, 0, target.stride - used);
+    return line;
+}
+
+void rows_deliver(const PcxFile& file, const RowTarget& target, const RowBuffers& buffers, StreamHandle stream)
+{
+    ChunkReader in = chunk_open(stream, buffers.chunk, kChunkBytes);
+    const i16 length = static_cast<i16>(target.stride);
+    i32 row = 0;
+    for (i32 n = 0; n < file.lines; ++n) {
+        if (!pcx_decode_line(in, buffers.line, file.line_bytes)) {
+            return;
+        }
+        const u8* pixels = line_finish(file, target, buffers);
+        target.callback(pixels, target.user_data, static_cast<i16>(row++), length);
+        if (line_doubling != 0) {
+            target.callback(pixels, target.user_data, static_cast<i16>(row++), length);
+        }
+    }
+}
+
+ErrorCode rows_read(const PcxFile& file, const RowTarget& target, StreamHandle stream)
+{
+    // A line of four planes may be longer than a scratch block.
+    u8* line = block_alloc(usize{std::max(file.line_bytes, target.stride)} + kPcxLineSlack);
+    const RowBuffers buffers = {.chunk = scratch_alloc(kChunkBytes + kPcxChunkSlack),
+                                .line = line,
+                                .pixels = scratch_alloc(target.stride)};
+    const bool complete = buffers.chunk != nullptr && buffers.line != nullptr && buffers.pixels != nullptr;
+    if (complete) {
+        rows_deliver(file, target, buffers, stream);
+    }
+    scratch_free(buffers.pixels);
+    scratch_free(buffers.chunk);
+    block_free(line);
+    return complete ? kOk : kOutOfMemory;
+}
+
+}  // namespace
+
+// --- Entry points ---
+
+i16 pcx_read_at(u32 base, RowCallback row_callback, void* user_data, HeaderCallback header_callback,
+                StreamHandle stream)
+{
+    pcx_invert = 0;
+    std::array<u8, kPcxHeaderBytes> head{};
+    if (!stream_seek_to(stream, base) || !stream_read_exact(stream, head.data(), kPcxHeaderBytes)) {
+        return kUnreadable;
+    }
+    u8* block = scratch_alloc(kImageHeaderBytes);
+    if (block == nullptr) {
+        return kOutOfMemory;
+    }
+    ImageHeader& header = *reinterpret_cast<ImageHeader*>(block);
+    PcxFile file{};
+    const ErrorCode parsed = header_parse(head.data(), file, header.info);
+    if (parsed != kOk) {
+        return parsed;
+    }
+    palette_read(stream, header, file, head.data());
+    const i16 accepted = header_callback(&header, user_data);
+    if (accepted < 0) {
+        scratch_free(block);
+        return accepted;
+    }
+    ErrorCode result = kOk;
+    if (file.layout != Layout::Unread && stream_seek_to(stream, base + kPcxHeaderBytes)) {
+        const RowTarget target = {
+            .callback = row_callback,
+            .user_data = user_data,
+            .width = header.info.biWidth,
+            .stride = static_cast<u32>(row_stride_wide(header.info.biWidth, header.info.biBitCount))};
+        result = rows_read(file, target, stream);
+    }
+    scratch_free(block);
+    return result == kOk ? i16{kReaderDone} : i16{result};
+}
+
+i16 pcx_read_image(u32 offset_or_page, RowCallback row_callback, void* user_data,
+                   HeaderCallback header_callback, StreamHandle stream)
+{
+    return pcx_read_at(seek_to_picture(offset_or_page, stream), row_callback, user_data, header_callback,
+                       stream);
+}
+
+}  // namespace orv
