@@ -1,5 +1,6 @@
 #include "ops/operation.h"
 
+#include "frame/blocks.h"
 #include "frame/progress.h"
 #include "frame/rows.h"
 #include "ops/palettes.h"
@@ -12,12 +13,6 @@ namespace
 
 constexpr usize kWorkAlignment = 64;
 
-// The blocks that an operation takes, 0 where it has taken none.
-struct Taken {
-    platform::BlockHandle work;
-    platform::BlockHandle result;
-};
-
 u8 depth_bit(i32 bits)
 {
     switch (bits) {
@@ -26,29 +21,6 @@ u8 depth_bit(i32 bits)
     case 8: return kDepth8;
     case 24: return kDepth24;
     default: return 0;
-    }
-}
-
-// A locked block of zeros, or null with `block` 0.
-u8* take_block(platform::BlockHandle& block, usize bytes)
-{
-    block = platform::GlobalAlloc(platform::GMEM_SCRATCH, bytes);
-    if (block == 0) {
-        return nullptr;
-    }
-    u8* const address = static_cast<u8*>(platform::GlobalLock(block));
-    if (address == nullptr) {
-        platform::GlobalFree(block);
-        block = 0;
-    }
-    return address;
-}
-
-void give_back(platform::BlockHandle block)
-{
-    if (block != 0) {
-        platform::GlobalUnlock(block);
-        platform::GlobalFree(block);
     }
 }
 
@@ -86,30 +58,33 @@ ErrorCode measure_result(Operation& op, const OperationPlan& plan)
     return header_check(info);
 }
 
-// One block serves all working memory.
-bool take_work(Operation& op, Taken& taken)
+// One block serves all working memory: `block`, null where none is wanted. False when memory is out.
+bool take_work(Operation& op, u8*& block)
 {
+    const auto rounded = [](usize bytes) {
+        return (bytes + kWorkAlignment - 1) / kWorkAlignment * kWorkAlignment;
+    };
     usize total = 0;
     for (const usize bytes : op.work_bytes) {
-        total += (bytes + kWorkAlignment - 1) / kWorkAlignment * kWorkAlignment;
+        total += rounded(bytes);
     }
     if (total == 0) {
         return true;
     }
-    u8* address = take_block(taken.work, total + kWorkAlignment);
-    if (address == nullptr) {
+    block = block_alloc(total + kWorkAlignment);
+    if (block == nullptr) {
         return false;
     }
-    address += (kWorkAlignment - reinterpret_cast<std::uintptr_t>(address) % kWorkAlignment) % kWorkAlignment;
+    u8* address = block + (kWorkAlignment - reinterpret_cast<std::uintptr_t>(block) % kWorkAlignment);
     for (usize i = 0; i < op.work.size(); ++i) {
         op.work[i] = address;
-        address += (op.work_bytes[i] + kWorkAlignment - 1) / kWorkAlignment * kWorkAlignment;
+        address += rounded(op.work_bytes[i]);
     }
     return true;
 }
 
 // The new block with its header and, unless finish writes it, its palette.
-bool take_result(Operation& op, const OperationPlan& plan, Taken& taken)
+bool take_result(Operation& op, const OperationPlan& plan)
 {
     BITMAPINFOHEADER info = op.source->info;
     if (plan.storage == Storage::NewHeader) {
@@ -120,7 +95,7 @@ bool take_result(Operation& op, const OperationPlan& plan, Taken& taken)
     }
     const usize palette = static_cast<usize>(palette_bytes(info));
     const usize rows = static_cast<usize>(op.result_stride) * static_cast<usize>(op.result_height);
-    u8* const block = take_block(taken.result, kBitmapHeaderBytes + palette + rows);
+    u8* const block = block_alloc(kBitmapHeaderBytes + palette + rows);
     if (block == nullptr) {
         return false;
     }
@@ -169,28 +144,28 @@ void run_rows(Operation& op, const OperationPlan& plan)
 void end_saved_palette(ImageRecord& record)
 {
     if (record.lut_palette != nullptr && record.lut_palette_block != 0) {
-        give_back(record.lut_palette_block);
+        block_free(record.lut_palette);
         record.lut_palette = nullptr;
         record.lut_palette_block = 0;
     }
 }
 
 // From here on the new block is the record's.
-void replace_block(Operation& op, Taken& taken)
+void replace_block(Operation& op)
 {
     ImageRecord& record = *op.record;
-    give_back(record.dib_block);
-    record.dib_block = taken.result;
+    block_free(record.dib);
+    record.dib_block = platform::GlobalHandle(op.result);
     record.dib = op.result;
     record.image_width = op.result_width;
     record.image_height = op.result_height;
     record.row_stride = op.result_stride;
-    taken.result = 0;
     op.source = nullptr;
     op.source_rows = nullptr;
 }
 
-ErrorCode run_locked(Operation& op, const OperationPlan& plan, Taken& taken)
+// Nothing fails once the new block is taken.
+ErrorCode run_locked(Operation& op, const OperationPlan& plan, u8*& work)
 {
     if ((plan.depths & depth_bit(op.bits)) == 0) {
         return kNotSupported;
@@ -199,7 +174,7 @@ ErrorCode run_locked(Operation& op, const OperationPlan& plan, Taken& taken)
     if (measured != kOk) {
         return measured;
     }
-    if (!take_work(op, taken)) {
+    if (!take_work(op, work)) {
         return kOutOfMemory;
     }
     const ErrorCode prepared = plan.prepare == nullptr ? kOk : plan.prepare(op);
@@ -208,7 +183,7 @@ ErrorCode run_locked(Operation& op, const OperationPlan& plan, Taken& taken)
     }
     if (plan.storage != Storage::InPlace) {
         report(plan, 5);
-        if (!take_result(op, plan, taken)) {
+        if (!take_result(op, plan)) {
             return kOutOfMemory;
         }
     }
@@ -217,7 +192,7 @@ ErrorCode run_locked(Operation& op, const OperationPlan& plan, Taken& taken)
         end_saved_palette(*op.record);
     }
     if (plan.storage != Storage::InPlace) {
-        replace_block(op, taken);
+        replace_block(op);
     }
     if (plan.finish != nullptr) {
         plan.finish(op);
@@ -247,10 +222,9 @@ i16 operation_run(i32 handle, const OperationPlan& plan, const void* argument)
         op.result = header;
         op.result_rows = image_pixels(header);
     }
-    Taken taken = {};
-    const ErrorCode code = run_locked(op, plan, taken);
-    give_back(taken.work);
-    give_back(taken.result);
+    u8* work = nullptr;
+    const ErrorCode code = run_locked(op, plan, work);
+    block_free(work);
     image_unlock(*record);
     if (code == kOk) {
         report(plan, 100);

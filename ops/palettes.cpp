@@ -1,7 +1,5 @@
 #include "ops/palettes.h"
 
-#include <array>
-
 #include "frame/handles.h"
 #include "frame/rows.h"
 #include "ops/pixels24.h"
@@ -49,36 +47,6 @@ u8 pixel_index(const u8* row, usize x, bool nibbles)
         return row[x];
     }
     return (x & 1) == 0 ? row[x / 2] >> 4 : row[x / 2] & 15;
-}
-
-// Writes value(entry) for each pixel of a palette row; from a table of all entries where that pays.
-template <typename Word, typename Value>
-void expand_indexed(const ImageHeader& header, const u8* row, std::span<Word> out, Value value)
-{
-    std::array<Word, 256> table;
-    const bool nibbles = header.info.biBitCount == 4;
-    const usize entries = nibbles ? 16 : 256;
-    if (out.size() < entries) {
-        for (usize x = 0; x < out.size(); ++x) {
-            out[x] = static_cast<Word>(value(header.palette[pixel_index(row, x, nibbles)]));
-        }
-        return;
-    }
-    for (usize i = 0; i < entries; ++i) {
-        table[i] = static_cast<Word>(value(header.palette[i]));
-    }
-    for (usize x = 0; x < out.size(); ++x) {
-        out[x] = table[pixel_index(row, x, nibbles)];
-    }
-}
-
-i32 entry_luma_128(const RGBQUAD& c)
-{
-    return luma_128(c.rgbBlue, c.rgbGreen, c.rgbRed);
-}
-i32 entry_luma_100(const RGBQUAD& c)
-{
-    return luma_100(c.rgbBlue, c.rgbGreen, c.rgbRed);
 }
 
 bool is_indexed(const ImageHeader& header)
@@ -147,7 +115,7 @@ void expand_colour_row(const ImageHeader& header, const u8* row, std::span<u16> 
         const bool dim = gray == GrayWord::Dimmed && header.info.biBitCount == 8;
         for (usize x = 0; x < width; ++x) {
             const RGBQUAD& c = header.palette[pixel_index(row, x, header.info.biBitCount == 4)];
-            const i32 luma = entry_luma_128(c);
+            const i32 luma = luma_128(c.rgbBlue, c.rgbGreen, c.rgbRed);
             const ColourWords pixel = {c.rgbBlue, c.rgbGreen, c.rgbRed,
                                        dim ? dimmed(luma) : static_cast<u16>(luma)};
             std::memcpy(&words[x * 4], &pixel, sizeof pixel);
@@ -160,29 +128,14 @@ void expand_colour_row(const ImageHeader& header, const u8* row, std::span<u16> 
 void expand_gray_row(const ImageHeader& header, const u8* row, std::span<u16> words)
 {
     if (is_indexed(header)) {
-        expand_indexed(header, row, words, entry_luma_100);
+        for (usize x = 0; x < words.size(); ++x) {
+            const RGBQUAD& c = header.palette[pixel_index(row, x, header.info.biBitCount == 4)];
+            words[x] = static_cast<u16>(luma_100(c.rgbBlue, c.rgbGreen, c.rgbRed));
+        }
     } else if (header.info.biBitCount == 24) {
         for (usize x = 0; x < words.size(); ++x) {
             words[x] = static_cast<u16>(luma_100(row[x * 3], row[x * 3 + 1], row[x * 3 + 2]));
         }
-    }
-}
-
-void gray_bytes_row(const ImageHeader& header, const u8* row, std::span<u8> grays)
-{
-    if (is_indexed(header)) {
-        expand_indexed(header, row, grays, entry_luma_100);
-    } else if (header.info.biBitCount == 24) {
-        pixels24_luma_100(row, grays.data(), grays.size());
-    }
-}
-
-void luma_bytes_row(const ImageHeader& header, const u8* row, std::span<u8> lumas)
-{
-    if (is_indexed(header)) {
-        expand_indexed(header, row, lumas, entry_luma_128);
-    } else if (header.info.biBitCount == 24) {
-        pixels24_luma_128(row, lumas.data(), lumas.size());
     }
 }
 

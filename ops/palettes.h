@@ -26,12 +26,10 @@ static inline i32 luma_100(i32 blue, i32 green, i32 red)
 // pictures of 8 and 24 bits is lowered by 40, not below 0, where the caller wants it Dimmed.
 enum class GrayWord : u8 { Plain, Dimmed };
 
-// One stored row of a 4-, 8- or 24-bit picture as colour words, as 30-59-11 gray words, as the bytes of
-// the same grays, and as the bytes of the plain 38-75-14 lumas. At 1 bit they write nothing.
+// One stored row of a 4-, 8- or 24-bit picture as colour words, or as 30-59-11 gray words. At 1 bit they
+// write nothing. Operations to gray take bytes from ops/gray_rows.h instead.
 void expand_colour_row(const ImageHeader& header, const u8* row, std::span<u16> words, GrayWord gray);
 void expand_gray_row(const ImageHeader& header, const u8* row, std::span<u16> words);
-void gray_bytes_row(const ImageHeader& header, const u8* row, std::span<u8> grays);
-void luma_bytes_row(const ImageHeader& header, const u8* row, std::span<u8> lumas);
 
 // The same by the handle of a locked image, row 0 being the bottom one: `scratch` holds a row, `header`
 // is the image's. row_expand_colour (Dimmed) and row_expand_luma (Plain) give the top row for any row

@@ -1,6 +1,7 @@
 // Contrast and brightness, and the negative.
 #include <algorithm>
 
+#include "frame/blocks.h"
 #include "frame/rows.h"
 #include "frame/simd.h"
 #include "ops/operation.h"
@@ -93,13 +94,13 @@ ErrorCode lut_prepare(Operation& op)
         return kOk;
     }
     const usize bytes = static_cast<usize>(palette_bytes(op.source->info));
-    const platform::BlockHandle block = platform::GlobalAlloc(platform::GMEM_SCRATCH, bytes);
-    if (block == 0) {
+    u8* const saved = block_alloc(bytes);
+    if (saved == nullptr) {
         return kOutOfMemory;
     }
-    record.lut_palette_block = block;
-    record.lut_palette = platform::GlobalLock(block);
-    std::memcpy(record.lut_palette, op.source->palette, bytes);
+    std::memcpy(saved, op.source->palette, bytes);
+    record.lut_palette = saved;
+    record.lut_palette_block = platform::GlobalHandle(saved);
     return kOk;
 }
 
