@@ -1,0 +1,84 @@
+#include "report.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+
+#include "orvimg32/orvimg32.h"
+
+namespace orvimg
+{
+
+std::string with_code(const std::string& text, int code)
+{
+    return text + " (" + std::to_string(code) + ")";
+}
+
+std::string words_for(int code)
+{
+    switch (code) {
+    case ORV_OUT_OF_MEMORY: return with_code("not enough memory", code);
+    case ORV_UNREADABLE: return with_code("it can't be read", code);
+    case ORV_BAD_DATA: return with_code("the data is not what its format requires", code);
+    case ORV_NO_BITMAP: return with_code("there is no bitmap", code);
+    case ORV_NOT_SUPPORTED: return with_code("not supported", code);
+    case ORV_BAD_HANDLE: return with_code("no such picture", code);
+    case ORV_NOT_CREATED: return with_code("the file can't be created or opened for writing", code);
+    case ORV_NO_SUCH_PAGE: return with_code("no such page", code);
+    case ORV_SHORT_WRITE: return with_code("the file could not be written to its end; is the disk full?", code);
+    default: return with_code("unknown trouble", code);
+    }
+}
+
+std::string counted(int count, const char* noun)
+{
+    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+void print_error(const std::string& text)
+{
+    std::fprintf(stderr, "orvimg: %s\n", text.c_str());
+}
+
+Progress::Progress(int parts) : parts_(std::max(parts, 1)), terminal_(isatty(STDERR_FILENO) == 1)
+{
+    IMG_set_callback(&Progress::report, this);
+}
+
+Progress::~Progress()
+{
+    IMG_set_callback(nullptr, nullptr);
+    if (terminal_ && shown_ >= 0)
+        std::fputs("\r\033[K", stderr);
+}
+
+void Progress::next_part(const std::string& label)
+{
+    part_ = std::min(part_ + 1, parts_ - 1);
+    label_ = label;
+    shown_ = -1;
+    draw(0);
+}
+
+void Progress::report(int16_t percent, void* progress)
+{
+    Progress* self = static_cast<Progress*>(progress);
+    if (!self->quiet_)
+        self->draw(percent);
+}
+
+// Operations may report more than 100.
+void Progress::draw(int percent)
+{
+    constexpr int kBarLength = 30;
+    const int whole = (std::max(part_, 0) * 100 + std::clamp(percent, 0, 100)) / parts_;
+    if (!terminal_ || whole == shown_)
+        return;
+    shown_ = whole;
+    const std::string bar(static_cast<size_t>(whole * kBarLength / 100), '#');
+    std::fprintf(stderr, "\r\033[K[%-*s] %3d%% %s", kBarLength, bar.c_str(), whole, label_.c_str());
+    std::fflush(stderr);
+}
+
+}  // namespace orvimg

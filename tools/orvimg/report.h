@@ -1,0 +1,63 @@
+// What the program tells people: failures in words, and a progress bar.
+#pragma once
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+
+namespace orvimg
+{
+
+// Exit statuses of the program.
+enum ExitStatus : int { kExitDone = 0, kExitFailure = 1, kExitUsage = 2 };
+
+// Work that could not be done; the text says what and why.
+struct Failure : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+// A command line that makes no sense.
+struct UsageError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+// "TEXT (CODE)": how every result code of the library appears.
+std::string with_code(const std::string& text, int code);
+
+// Plain words for a result code, where nothing more exact is known.
+std::string words_for(int code);
+
+// "1 page", "3 pages".
+std::string counted(int count, const char* noun);
+
+// "orvimg: TEXT" on stderr.
+void print_error(const std::string& text);
+
+// A bar on stderr while encoders and operations report percentages; nothing where stderr is no terminal.
+// One at a time: it owns the library's progress callback.
+class Progress
+{
+public:
+    explicit Progress(int parts);
+    ~Progress();
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+
+    // The next part of the job has begun; what is reported from now on counts within it.
+    void next_part(const std::string& label);
+    // Leaves the bar as it is while `quiet`: for work that reports a percentage of its own.
+    void set_quiet(bool quiet) { quiet_ = quiet; }
+
+private:
+    static void report(int16_t percent, void* progress);
+    void draw(int percent);
+
+    int parts_;
+    int part_ = -1;
+    int shown_ = -1;
+    bool quiet_ = false;
+    bool terminal_;
+    std::string label_;
+};
+
+}  // namespace orvimg
