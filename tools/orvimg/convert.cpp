@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <string_view>
 
 #include "commands.h"
 #include "report.h"
@@ -43,6 +44,17 @@ std::string save_trouble(const Picture& picture, const Format& format, int code)
     return words_for(code);
 }
 
+// ".tif", or "-" for a format that no file name stands for.
+std::string first_extension(const Format& format)
+{
+    const std::string_view all = format.extensions;
+    if (all.size() < 2)
+        return "-";
+    std::string extension = ".";
+    extension += all.substr(1, all.find(' ', 1) - 1);
+    return extension;
+}
+
 }  // namespace
 
 void save_picture(const Picture& picture, const std::string& file_name, const Options& options, int page_total)
@@ -67,17 +79,16 @@ int run_convert(const Options& options)
 
 int run_formats()
 {
-    std::printf("%-6s  %-12s  %-5s  %-12s  %-9s  %s\n", "NUMBER", "NAME", "READ", "WRITE, BITS", "BY NAME",
+    std::printf("%-6s  %-12s  %-5s  %-13s  %-8s  %s\n", "NUMBER", "NAME", "READ", "WRITE, BITS", "BY NAME",
                 "WHAT");
     for (const Format& format : all_formats()) {
         const unsigned depths = depths_written(format.number);
-        std::string extensions = format.extensions;
-        extensions = extensions.size() > 2 ? "." + extensions.substr(1, extensions.find(' ', 1) - 1) : "-";
-        std::printf("%-6d  %-12s  %-5s  %-12s  %-9s  %s%s\n", format.number, format.name,
+        const std::string extension = first_extension(format);
+        std::printf("%-6d  %-12s  %-5s  %-13s  %-8s  %s%s\n", format.number, format.name,
                     can_read(format) ? "yes" : "no", depths == kNoDepth ? "no" : depth_list(depths).c_str(),
-                    extensions.c_str(), format.saved_as, format.has_pages ? ", many pages" : "");
+                    extension.c_str(), format.saved_as, format.has_pages ? ", many pages" : "");
     }
-    std::printf("%-6s  %-12s  %-5s  %-12s  %-9s  %s\n", "-", "fax", can_read_fax_files() ? "yes" : "no", "no",
+    std::printf("%-6s  %-12s  %-5s  %-13s  %-8s  %s\n", "-", "fax", can_read_fax_files() ? "yes" : "no", "no",
                 "-", "fax container, many pages");
     return kExitDone;
 }
