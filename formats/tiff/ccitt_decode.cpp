@@ -1,11 +1,188 @@
-#include "formats/tiff/tiff_strips.h"
+#include "formats/tiff/ccitt_decode.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "frame/blocks.h"
 
 namespace orv
 {
 
-i16 tiff_decode_ccitt(const TiffDirectory&, StreamHandle, i16)
+// ---- the bytes of the format: ITU-T T.4 and T.6, see ccitt_tables.h
+
+// ---- records and constants
+
+namespace
 {
-    return kOk;
+
+constexpr i32 kWordBits = 64;
+
+}  // namespace
+
+// ---- parsing and checks, no pixels
+
+namespace
+{
+
+// Mirrors the bits of each byte.
+void reverse_bits(u8* bytes, u32 count)
+{
+    for (u32 i = 0; i < count; ++i) {
+        u32 byte = bytes[i];
+        byte = (byte & 0xF0) >> 4 | (byte & 0x0F) << 4;
+        byte = (byte & 0xCC) >> 2 | (byte & 0x33) << 2;
+        byte = (byte & 0xAA) >> 1 | (byte & 0x55) << 1;
+        bytes[i] = static_cast<u8>(byte);
+    }
+}
+
+// Refills the chunk behind what is unread.
+void refill_chunk(CcittBits& in)
+{
+    u32 const unread = chunk_available(in.in);
+    in.used += in.in.pos;
+    chunk_refill(in.in);
+    u32 came = in.in.fill - unread;
+    if (in.limited) {
+        if (came >= in.left) {
+            came = in.left;
+            in.in.ended = true;
+        }
+        in.left -= came;
+        in.in.fill = unread + came;
+    }
+    if (in.reversed) {
+        reverse_bits(in.in.buffer + unread, came);
+    }
+}
+
+}  // namespace
+
+bool ccitt_refill(CcittBits& in)
+{
+    if (!in.in.ended) {
+        refill_chunk(in);
+    }
+    while (in.count <= 56 && in.in.pos < in.in.fill) {
+        in.bits |= u64{in.in.buffer[in.in.pos++]} << (56 - in.count);
+        in.count += 8;
+    }
+    return in.count > 0;
+}
+
+// ---- rows
+
+void ccitt_paint_black(i32 first, i32 count, const CcittLine& line)
+{
+    i32 const end = std::min(first + count, line.count * kWordBits - 1);
+    first = std::max(first, 0);
+    if (first >= end) {
+        return;
+    }
+    u64* word = line.words + first / kWordBits;
+    u64* const last = line.words + end / kWordBits;
+    u64 const from_first = ~u64{0} >> (first % kWordBits);
+    u64 const from_end = ~u64{0} >> (end % kWordBits);
+    if (word == last) {
+        *word &= ~(from_first ^ from_end);
+        return;
+    }
+    *word++ &= ~from_first;
+    for (; word < last; ++word) {
+        *word = 0;
+    }
+    *word &= from_end;
+}
+
+void ccitt_clear(const CcittLine& line)
+{
+    std::fill_n(line.words, line.count, ~u64{0});
+}
+
+void ccitt_deliver(StripWalk& walk, const CcittDecoder& decoder, const CcittLine& line, i32 row_number)
+{
+    i32 const stride = tiff_row_stride(static_cast<i16>(decoder.width), 1);
+    for (i32 i = 0; i * 8 < stride; ++i) {
+        u64 word = line.words[i];
+        if constexpr (std::endian::native == std::endian::little) {
+            word = __builtin_bswap64(word);
+        }
+        std::memcpy(decoder.row + i * 8, &word, 8);
+    }
+    i16 const length = tiff_prepare_row(*decoder.dir, decoder.row);
+    if (line_doubling) {
+        tiff_row_callback(decoder.row, tiff_user_data, static_cast<i16>(2 * row_number), length);
+        tiff_row_callback(decoder.row, tiff_user_data, static_cast<i16>(2 * row_number + 1), length);
+    } else {
+        tiff_row_callback(decoder.row, tiff_user_data, static_cast<i16>(row_number), length);
+    }
+    ++walk.rows_put;
+}
+
+namespace
+{
+
+void decode_ccitt_strip(StripWalk& walk, void* context)
+{
+    CcittDecoder& decoder = *static_cast<CcittDecoder*>(context);
+    CcittBits in = {.in = chunk_open(walk.stream, decoder.input, kChunkBytes),
+                    .bits = 0,
+                    .count = 0,
+                    .reversed = decoder.dir->FillOrder == kFillOrderReversed,
+                    .limited = fax_file_open != 0,
+                    .left = fax_page_bytes,
+                    .used = 0};
+    if (ccitt_fill(in)) {
+        decoder.mode == kTiffT6 ? ccitt_decode_strip_2d(walk, decoder, in)
+                                : ccitt_decode_strip_1d(walk, decoder, in);
+    }
+    walk.bytes_used += in.used + in.in.pos;
+}
+
+bool allocate(CcittDecoder& decoder)
+{
+    i32 const words = decoder.width / kWordBits + 2;
+    usize const line_bytes = static_cast<usize>(words) * sizeof(u64);
+    usize const list_bytes = static_cast<usize>(decoder.width + kListMargin) * sizeof(i32);
+    usize const lists = decoder.mode == kTiffT6 ? 2 * list_bytes : 0;
+    decoder.lines = block_alloc(2 * line_bytes + lists);
+    decoder.input = block_alloc(kChunkBytes);
+    decoder.row = block_alloc(tiff_row_room(*decoder.dir) + kWordBits);
+    decoder.current = {.words = reinterpret_cast<u64*>(decoder.lines), .count = words};
+    if (!decoder.lines || !decoder.input || !decoder.row) {
+        return false;
+    }
+    decoder.previous = {.words = reinterpret_cast<u64*>(decoder.lines + line_bytes), .count = words};
+    decoder.reference = reinterpret_cast<i32*>(decoder.lines + 2 * line_bytes);
+    decoder.changes = reinterpret_cast<i32*>(decoder.lines + 2 * line_bytes + lists / 2);
+    return true;
+}
+
+void release(CcittDecoder& decoder)
+{
+    block_free(decoder.row);
+    block_free(decoder.input);
+    block_free(decoder.lines);
+}
+
+}  // namespace
+
+i16 tiff_decode_ccitt(const TiffDirectory& dir, StreamHandle stream, i16 mode)
+{
+    if (dir.BitsPerSample * dir.SamplesPerPixel != 1) {
+        return kOk;
+    }
+    CcittDecoder decoder = {};
+    decoder.dir = &dir;
+    decoder.mode = mode;
+    decoder.width = static_cast<i32>(dir.ImageWidth);
+    bool const allocated = allocate(decoder);
+    if (allocated) {
+        StripWalk walk = strip_walk(dir, stream);
+        decode_strips(walk, decode_ccitt_strip, &decoder);
+    }
+    release(decoder);
+    return allocated ? kOk : kOutOfMemory;
 }
 
 }  // namespace orv

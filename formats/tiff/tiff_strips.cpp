@@ -66,6 +66,9 @@ bool strip_position(i32 strip, u32& position)
 
 bool tiff_seek_strip(StreamHandle stream, i32 strip, u32& position)
 {
+    if (fax_file_open) {
+        return true;
+    }
     return strip_position(strip, position) && stream_seek_to(stream, u64{position} + tiff_base_offset);
 }
 

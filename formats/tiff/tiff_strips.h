@@ -47,6 +47,10 @@ void tiff_finish_row(u8* row, i16 row_number);
 // length to deliver.
 i16 tiff_prepare_row(const TiffDirectory& dir, u8* row);
 
+// Bytes of the page of a fax container, at the stream's position: set by fax_read_page, read by
+// tiff_decode_ccitt while fax_file_open is set. Such a page is one strip that nobody seeks.
+extern u32 fax_page_bytes;
+
 // The decoders: 0, or kOutOfMemory.
 i16 tiff_decode_raw(const TiffDirectory& dir, StreamHandle stream);
 i16 tiff_decode_packbits(const TiffDirectory& dir, StreamHandle stream);

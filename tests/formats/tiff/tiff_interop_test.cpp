@@ -41,6 +41,14 @@ const Variant kVariants[] = {
     {"bilevel", "-c none -r 1"},
     {"bilevel", "-c packbits -B"},
     {"bilevel", "-c lzw -r 30"},
+    {"bilevel", "-c g3"},
+    {"bilevel", "-c g3:fill -B -r 13"},
+    {"bilevel", "-c g3 -f lsb2msb -r 40"},
+    {"bilevel", "-c g4"},
+    {"bilevel", "-c g4 -B -r 1"},
+    {"bilevel", "-c g4 -f lsb2msb -r 33"},
+    {"huffman", "-r 24"},
+    {"huffman", "-f lsb2msb -B"},
 };
 
 // The ramp of 16 grays ends at 240 here, at 255 there: compared by level.
