@@ -176,8 +176,8 @@ inline void store_pair(u8*& out, u32 run, u8 value)
     out += 2;
 }
 
-// Codes the values that begin in the 16 bytes at `data`, of which `count`, at least 17, are left. Gives
-// the bytes coded.
+// Codes the values that begin in the 16 bytes at `data`, of which `count`, at least 17, are left, with
+// kPcxPlaneSlack behind them. Gives the bytes coded.
 inline u32 code_block(const u8* data, u32 count, u8*& out)
 {
     const __m128i v = load_block(data);

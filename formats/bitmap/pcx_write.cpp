@@ -183,8 +183,8 @@ ErrorCode rows_write(CodeWriter& out, const BITMAPINFOHEADER& info, const Planes
                      RowSource row_source, void* user_data)
 {
     const i16 stride = RowStride(static_cast<i16>(info.biWidth), static_cast<i16>(info.biBitCount));
-    u8* row = scratch_alloc(static_cast<u32>(stride));
-    u8* line = scratch_alloc(static_cast<u32>(stride));
+    u8* row = scratch_alloc(static_cast<u32>(stride) + kPcxPlaneSlack);
+    u8* line = scratch_alloc(static_cast<u32>(stride) + kPcxPlaneSlack);
     if (row == nullptr || line == nullptr) {
         return kOutOfMemory;
     }
