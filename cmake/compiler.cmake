@@ -21,3 +21,7 @@ if(ORV_SANITIZE)
     # Functions in several versions are picked before the sanitizers' runtime is up.
     add_compile_definitions(ORV_NO_TARGET_CLONES)
 endif()
+
+if(ORV_BUILD_FUZZ)
+    add_compile_options(-fsanitize=fuzzer-no-link)
+endif()

@@ -63,7 +63,7 @@ std::vector<std::string> fixtures(const std::string& folder)
 {
     std::vector<std::string> paths;
     for (const fs::directory_entry& entry : fs::recursive_directory_iterator(data_path(folder))) {
-        if (entry.is_regular_file() && entry.path().extension() != ".md") {
+        if (entry.is_regular_file() && entry.path().extension() != ".md" && entry.path().extension() != ".sh") {
             paths.push_back(entry.path().string());
         }
     }
