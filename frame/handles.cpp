@@ -24,10 +24,13 @@ void drop_table()
     handle_count = 0;
 }
 
-// Takes the last searched slot, which is free, out of the search; the table goes with its last image.
-void drop_last_slot()
+// Takes a slot that has become free out of the search if it is the last; the table goes with its last
+// image.
+void drop_slot(i32 slot)
 {
-    --handle_count;
+    if (slot == handle_count - 1) {
+        --handle_count;
+    }
     for (i32 i = 0; i < handle_count; ++i) {
         if (handle_table[i] != nullptr) {
             return;
@@ -98,9 +101,7 @@ ImageHandle handle_allocate()
     }
     handle_table[slot] = make_record();
     if (handle_table[slot] == nullptr) {
-        if (slot == handle_count - 1) {
-            drop_last_slot();
-        }
+        drop_slot(slot);
         return kOutOfMemory;
     }
     return slot;
@@ -120,9 +121,7 @@ i16 handle_release(i32 handle)
     }
     free_block(platform::GlobalHandle(record));
     handle_table[handle] = nullptr;
-    if (handle == handle_count - 1) {
-        drop_last_slot();
-    }
+    drop_slot(handle);
     return kOk;
 }
 

@@ -6,6 +6,7 @@
 
 #include "frame/rows.h"
 #include "orvimg32/host.h"
+#include "orvimg32/sized.h"
 #include "platform/testing.h"
 #include "tests/support/support.h"
 

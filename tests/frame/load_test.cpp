@@ -144,7 +144,7 @@ TEST(Load, TheFramesSinkBoundsEveryRow)
     frame_row_sink(row.data(), nullptr, 0, 100);
     const ImageRecord& record = *IMG_get_dib_intern(handle);
     IMG_get_dib_intern(handle)->dib = platform::GlobalLock(record.dib_block);
-    for (const i16 outside : {-1, 6, 32767, -32768}) {
+    for (const i16 outside : std::initializer_list<i16>{-1, 6, 32767, -32768}) {
         frame_row_sink(row.data(), nullptr, outside, 8);
     }
     frame_row_sink(row.data(), nullptr, 2, -1);

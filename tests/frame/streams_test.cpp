@@ -130,7 +130,7 @@ TEST(Blocks, KeepContentsWhenTheyGrowAndComeZeroed)
     auto* bytes = static_cast<u8*>(LocalLock(block));
     std::memset(bytes, 0xAA, 8);
     LocalUnlock(block);
-    testing::fail_allocation(1);
+    platform::testing::fail_allocation(1);
     EXPECT_EQ(LocalReAlloc(block, 100000, GMEM_MOVEABLE), 0);
     EXPECT_EQ(LocalReAlloc(block, 100000, GMEM_MOVEABLE), block);
     bytes = static_cast<u8*>(LocalLock(block));
