@@ -156,7 +156,10 @@ Picture cropped(const Picture& picture, int left, int top, int width, int height
 Picture peer_picture(const std::string& path)
 {
     const std::string pnm = temp_path("peer.ppm");
-    return run("convert-im6.q16 -quiet '" + path + "' -depth 8 'ppm:" + pnm + "'") ? read_pnm(pnm) : Picture{};
+    // A warning makes it report failure although it has read the picture.
+    return run("rm -f " + pnm + "; convert-im6.q16 -quiet '" + path + "' -depth 8 ppm:" + pnm + " || test -s " + pnm)
+               ? read_pnm(pnm)
+               : Picture{};
 }
 
 Picture read_pnm(const std::string& path)
