@@ -157,7 +157,8 @@ Picture peer_picture(const std::string& path)
 {
     const std::string pnm = temp_path("peer.ppm");
     // A warning makes it report failure although it has read the picture.
-    return run("rm -f " + pnm + "; convert-im6.q16 -quiet '" + path + "' -depth 8 ppm:" + pnm + " || test -s " + pnm)
+    return run("rm -f " + pnm + "; convert-im6.q16 -quiet '" + path + "' -depth 8 ppm:" + pnm + " || test -s " +
+               pnm)
                ? read_pnm(pnm)
                : Picture{};
 }
