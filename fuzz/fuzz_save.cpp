@@ -28,11 +28,12 @@ struct SaveRule {
     i16 format;
     u8 exact;    // DepthSet: colours come back
     bool loads;  // false: nothing here reads what it writes
+    u32 unseen;  // bytes at the end that may be missing unnoticed
 };
 constexpr SaveRule kRules[] = {
-    {ORV_FORMAT_BMP, kAllDepths, true},
-    {ORV_FORMAT_BMP_RLE, kDepth4 | kDepth8, true},
-    {ORV_FORMAT_EPS, 0, false},
+    {ORV_FORMAT_BMP, kAllDepths, true, 0},
+    {ORV_FORMAT_BMP_RLE, kDepth4 | kDepth8, true, 2},
+    {ORV_FORMAT_EPS, 0, false, 0},
 };
 
 void require(bool holds, const char* promise, int format)
@@ -97,7 +98,7 @@ SaveRule rule_of(i16 format)
 {
     const auto* rule = std::find_if(std::begin(kRules), std::end(kRules),
                                     [format](const SaveRule& each) { return each.format == format; });
-    return rule == std::end(kRules) ? SaveRule{format, 0, true} : *rule;
+    return rule == std::end(kRules) ? SaveRule{format, 0, true, 0} : *rule;
 }
 
 void save_and_load(i16 handle, i16 format, const Rectangle& part, u64 options)
@@ -117,10 +118,12 @@ void save_and_load(i16 handle, i16 format, const Rectangle& part, u64 options)
         require((rule.exact >> depth & 1) == 0, "a save of a depth that it takes succeeds", format);
         return;
     }
-    const u32 room = static_cast<u32>(options >> 32) % written;
+    const u32 whole = written;
+    const u32 room = static_cast<u32>(options >> 32) % whole;
     std::vector<u8> small(room);
-    require(IMG_save_bitmap_mem_sized(handle, small.data(), room, format, &written) < 0 && written <= room,
-            "a block that is too small is told of", format);
+    const i16 squeezed = IMG_save_bitmap_mem_sized(handle, small.data(), room, format, &written);
+    require(written <= room && (squeezed < 0 || room + rule.unseen >= whole), "too small a block is told of",
+            format);
     require(IMG_save_bitmap_mem_sized(handle, file.data(), kFileBytes, format, &written) == kOk,
             "a save works again behind one that failed", format);
     if (!rule.loads) {
