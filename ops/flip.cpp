@@ -65,11 +65,6 @@ void mirror_triples(usize width, const u8* source, u8* target)
     std::memcpy(target + (width - 1) * 3, source, 3);
 }
 
-std::span<const u8> source_span(const Operation& op, i32 row)
-{
-    return {source_row(op, row), static_cast<usize>(op.stride)};
-}
-
 ErrorCode measure_flip_x(Operation& op)
 {
     op.work_bytes[0] = static_cast<usize>(op.stride);
@@ -83,10 +78,12 @@ void flip_row_x(Operation& op, i32 row)
     mirror_row(op.bits, op.width, copy, {result_row(op, row), copy.size()});
 }
 
-void flip_row_y(Operation& op, i32 row)
+// From the last new row down: the end of the new block has just been cleared and is still near.
+void flip_image_y(Operation& op)
 {
-    const std::span<const u8> source = source_span(op, op.height - 1 - row);
-    std::memcpy(result_row(op, row), source.data(), source.size());
+    for (i32 row = op.height - 1; row >= 0; --row) {
+        std::memcpy(result_row(op, row), source_row(op, op.height - 1 - row), static_cast<usize>(op.stride));
+    }
 }
 
 constexpr OperationPlan kFlipX = {
@@ -100,7 +97,7 @@ constexpr OperationPlan kFlipX = {
 constexpr OperationPlan kFlipY = {
     .depths = kAllDepths,
     .storage = Storage::SameHeader,
-    .row = flip_row_y,
+    .image = flip_image_y,
     .finish = [](Operation& op) { crop_flip_y(*op.record); },
 };
 

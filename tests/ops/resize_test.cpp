@@ -104,6 +104,9 @@ TEST(Resize, SamplesFromTheBottomLeft)
         check_resize({3, 2}, {1, 32767}, bits);
     }
     check_resize({32767, 2}, {32766, 3}, 1);
+    for (const Size& to : {Size{301, 517}, Size{600, 64}, Size{1031, 300}, Size{2000, 1000}}) {
+        check_resize({700, 450}, to, 1);
+    }
 }
 
 TEST(Resize, RefusedSizesLeaveTheImageAlone)
