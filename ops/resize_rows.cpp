@@ -42,7 +42,7 @@ void resize_row_1(std::span<const u8> source, std::span<u8> target, u32 step, i3
 {
     const usize pixels = static_cast<usize>(count);
     const usize bytes = (pixels + 7) / 8;
-    std::memset(target.data(), 0, bytes);
+    std::fill_n(target.data(), bytes, u8{0});
 
     usize position = usize{start_bit} << 8;
     const u64 end = u64{source.size()} * 8 << 8;
@@ -79,7 +79,7 @@ void resize_row_4(std::span<const u8> source, std::span<u8> target, u32 step, i3
         const u32 high = next_nibble();
         target[i] = static_cast<u8>(high << 4 | next_nibble());
     }
-    std::memset(target.data() + inside / 2, 0, bytes - inside / 2);
+    std::fill_n(target.data() + inside / 2, bytes - inside / 2, u8{0});
     if (inside % 2 != 0) {
         target[inside / 2] = static_cast<u8>(next_nibble() << 4);
     }
@@ -95,7 +95,7 @@ void resize_row_8(std::span<const u8> source, std::span<u8> target, u32 step, i3
     for (usize i = 0; i < inside; ++i, position += step) {
         to[i] = from[position >> 8];
     }
-    std::memset(to + inside, 0, pixels - inside);
+    std::fill_n(to + inside, pixels - inside, u8{0});
 }
 
 void resize_row_24(std::span<const u8> source, std::span<u8> target, u32 step, i32 count)
@@ -116,7 +116,7 @@ void resize_row_24(std::span<const u8> source, std::span<u8> target, u32 step, i
     for (; i < inside; ++i, position += step) {
         std::memcpy(to + i * 3, source.data() + (position >> 8) * 3, 3);
     }
-    std::memset(to + inside * 3, 0, (pixels - inside) * 3);
+    std::fill_n(to + inside * 3, (pixels - inside) * 3, u8{0});
 }
 
 void resize_row(i32 bits, std::span<const u8> source, std::span<u8> target, u32 step, i32 count)
