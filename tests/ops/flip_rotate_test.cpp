@@ -7,7 +7,7 @@
 #include "frame/errors.h"
 #include "ops/transpose_kernels.h"
 #include "platform/testing.h"
-#include "tests/support/support.h"
+#include "tests/ops/padding.h"
 
 namespace orv::test
 {
@@ -81,6 +81,8 @@ void check_motion(const Motion& motion, int width, int height, int bits)
     IMG_set_croprect(handle, 2, 1, 4, 3);
     ASSERT_EQ(motion.run(handle), 0);
     expect_same(picture_of(handle), moved(before, motion), motion.name);
+    EXPECT_TRUE(padding_is_clear(handle, motion.turns() ? height : width, bits) ||
+                motion.run == IMG_flip_bitmapy);
     const ImageRecord& record = *IMG_get_dib_intern(handle);
     const Place a = motion.place(2, 1, width, height);
     const Place b = motion.place(5, 3, width, height);
