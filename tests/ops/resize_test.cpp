@@ -20,13 +20,13 @@ u64 sampled(int bits, u64 i, u32 step)
 // Pixel x of a row, 0 behind its end. The row is as long as its pixels: no whole words.
 u32 pixel_of(std::span<const u8> row, int bits, u64 x)
 {
-    if (bits == 24) {
-        const u8* p = row.data() + x * 3;
-        return x * 3 + 2 < row.size() ? static_cast<u32>(p[0] | p[1] << 8 | p[2] << 16) : 0;
-    }
     const u64 bit = x * static_cast<u64>(bits);
+    if (bit + static_cast<u64>(bits) > row.size() * 8) {
+        return 0;
+    }
+    const u8* p = row.data() + static_cast<usize>(bit / 8);
     const int shift = 8 - bits - static_cast<int>(bit % 8);
-    return bit / 8 < row.size() ? static_cast<u32>(row[bit / 8] >> shift & ((1 << bits) - 1)) : 0;
+    return static_cast<u32>(bits == 24 ? p[0] | p[1] << 8 | p[2] << 16 : p[0] >> shift & ((1 << bits) - 1));
 }
 
 // The vectors end where the rows end, so that the sanitizers see every step outside.
