@@ -57,7 +57,6 @@ void Progress::next_part(const std::string& label)
 {
     part_ = std::min(part_ + 1, parts_ - 1);
     label_ = label;
-    shown_ = -1;
     draw(0);
 }
 
@@ -72,12 +71,15 @@ void Progress::report(int16_t percent, void* progress)
 void Progress::draw(int percent)
 {
     constexpr int kBarLength = 30;
+    constexpr size_t kLongestLabel = 40;
+    constexpr std::chrono::milliseconds kPatience(300);
     const int whole = (std::max(part_, 0) * 100 + std::clamp(percent, 0, 100)) / parts_;
-    if (!terminal_ || whole == shown_)
+    if (!terminal_ || whole == shown_ || std::chrono::steady_clock::now() - start_ < kPatience)
         return;
     shown_ = whole;
     const std::string bar(static_cast<size_t>(whole * kBarLength / 100), '#');
-    std::fprintf(stderr, "\r\033[K[%-*s] %3d%% %s", kBarLength, bar.c_str(), whole, label_.c_str());
+    std::fprintf(stderr, "\r\033[K[%-*s] %3d%% %s", kBarLength, bar.c_str(), whole,
+                 label_.substr(0, kLongestLabel).c_str());
     std::fflush(stderr);
 }
 

@@ -1,6 +1,7 @@
 // What the program tells people: failures in words, and a progress bar.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <stdexcept>
 #include <string>
@@ -33,8 +34,9 @@ std::string counted(int count, const char* noun);
 // "orvimg: TEXT" on stderr.
 void print_error(const std::string& text);
 
-// A bar on stderr while encoders and operations report percentages; nothing where stderr is no terminal.
-// One at a time: it owns the library's progress callback.
+// A bar on stderr while encoders and operations report percentages; nothing where stderr is no terminal,
+// or where the work is done before anybody could read it. One at a time: it owns the library's progress
+// callback.
 class Progress
 {
 public:
@@ -54,9 +56,10 @@ private:
 
     int parts_;
     int part_ = -1;
-    int shown_ = -1;
+    int shown_ = -1;  // percentage on the terminal
     bool quiet_ = false;
     bool terminal_;
+    std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
     std::string label_;
 };
 
