@@ -65,9 +65,10 @@ static inline i32 ccitt_read_run(CcittBits& in, const CcittRunTable& table)
             ccitt_skip(in, run.length);
             return run.run;
         }
-        // Of a row of zeros the last eleven may belong to an EOL; nothing begins with more.
-        i32 const spare = std::countl_zero(in.bits) - 11;
-        ccitt_skip(in, static_cast<u32>(spare < 1 ? 1 : spare > in.count ? in.count : spare));
+        // The last eleven of a row of zeros may belong to an EOL; nothing begins with more.
+        i32 const zeros = std::countl_zero(in.bits);
+        i32 const spare = (zeros < in.count ? zeros : in.count) - 11;
+        ccitt_skip(in, static_cast<u32>(spare < 1 ? 1 : spare));
     }
 }
 
