@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "frame/types.h"
+#include "frame/load.h"
 #include "orvimg32/sized.h"
 
 namespace orv::test
@@ -53,6 +53,7 @@ struct Streamed {
 static inline Streamed stream_file(std::span<const u8> file, i16 page = 0)
 {
     Streamed streamed;
+    current_handle = 0;  // what a success gives
     auto const header = [](ImageHeader* given, void* user) {
         std::memcpy(&static_cast<Streamed*>(user)->header, given, sizeof(ImageHeader));
         return i16{0};
