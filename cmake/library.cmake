@@ -3,7 +3,10 @@
 add_library(orvimg32 SHARED $<TARGET_OBJECTS:orv_objects>)
 add_library(orvimg32_static STATIC $<TARGET_OBJECTS:orv_objects>)
 set_target_properties(orvimg32 PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION 1)
-target_link_options(orvimg32 PRIVATE -Wl,--as-needed -Wl,--no-undefined)
+target_link_options(orvimg32 PRIVATE -Wl,--as-needed)
+if(NOT ORV_SANITIZE)  # clang leaves the sanitizers' runtime to the program
+    target_link_options(orvimg32 PRIVATE -Wl,--no-undefined)
+endif()
 set_target_properties(orvimg32_static PROPERTIES OUTPUT_NAME orvimg32)
 foreach(target orvimg32 orvimg32_static)
     target_include_directories(${target} PUBLIC

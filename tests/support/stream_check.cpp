@@ -21,7 +21,8 @@ i16 check_header(ImageHeader* header, void* user_data)
     check.bits = info.biBitCount;
     if (check.headers++ != 0) {
         check.problem = "a second header";
-    } else if (info.biWidth < 1 || info.biWidth > 32767 || info.biHeight < 1 || info.biHeight > 32767) {
+    } else if (info.biWidth < 1 || info.biWidth > 32767 || info.biHeight < 0 || info.biHeight > 32767) {
+        // A fax page without lines has no height.
         check.problem = "a header without a sane size";
     } else if (info.biBitCount > 24 || info.biSize != kBitmapHeaderBytes || info.biCompression != 0) {
         check.problem = "a header of the wrong kind";
