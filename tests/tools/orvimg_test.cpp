@@ -153,8 +153,9 @@ TEST(Orvimg, ResizeKeepsTheProportionsWhereOneSideIsLeftOut)
 TEST(Orvimg, InfoIsJson)
 {
     write_file(temp_path("odd \"\\\xC3\xBC\xFF\n.bmp"), read_file(kPhoto));
-    run("cd " + std::filesystem::path(temp_path("x")).parent_path().string() + " && { " ORVIMG_PROGRAM
-        " info --json odd* missing.bmp " + kFax + R"PY( >info.json 2>info.err; test $? = 1; } &&
+    run("cd " + std::filesystem::path(temp_path("x")).parent_path().string() +
+        " && { " ORVIMG_PROGRAM " info --json odd* missing.bmp " + kFax +
+        R"PY( >info.json 2>info.err; test $? = 1; } &&
 python3 - <<'END'
 import json
 odd, missing, fax = json.load(open("info.json"))
@@ -187,6 +188,19 @@ TEST(Orvimg, PagesSplitAndMerge)
     const Outcome half = orvimg("merge half.dcx " + kPhoto + " empty.bmp");
     EXPECT_EQ(half.status, 1);
     EXPECT_NE(half.text.find("half.dcx got the first 1 page of 2"), std::string::npos) << half.text;
+}
+
+TEST(Readme, TheExampleInCDoesWhatItSays)
+{
+    write_file(temp_path("fax.tif"), read_file(kFax));
+    run("cd " + std::filesystem::path(temp_path("x")).parent_path().string() + " && " README_EXAMPLE);
+    const Picture page = load_picture(kFax);
+    Picture wanted{400, 300, 1, {}};
+    for (int y = 200; y < 500; ++y)
+        for (int x = 1200; x < 1600; ++x)
+            wanted.pixels.push_back(
+                page.pixels[size_t((page.height - 1 - y) * page.width + page.width - 1 - x)]);
+    expect_same(load_picture(temp_path("part.pcx")), wanted, "the part that the example saves");
 }
 
 // Two pixels a cell, in the colours of the picture.
