@@ -63,21 +63,22 @@ TEST(OperationFrame, Reports)
     }
     EXPECT_EQ(reports_of(IMG_invert_bitmap, 2, 1), (Reports{1, 10, 4, 8, 90, 100}));
     EXPECT_EQ(reports_of(kOthers[1], 3, 24), Reports{});
-    // Every row reports below a height of 40: 39 reports of 4, none of 90. From there on every step-th.
-    Reports tall = {1, 5, 10};
-    for (int i = 1; i <= 39; i++) {
-        tall.push_back(i * 4);
+    // Every row reports below a height of 40, past 90 and past 100; from there on every step-th.
+    const struct {
+        int height;
+        int reports;
+    } cases[] = {{22, 22}, {23, 23}, {39, 39}, {41, 20}, {100, 20}};
+    for (const auto& test : cases) {
+        Reports expected = {1, 5, 10};
+        for (int i = 1; i <= test.reports; i++) {
+            expected.push_back(i * 4);
+        }
+        if (test.reports < 23) {
+            expected.push_back(90);
+        }
+        expected.push_back(100);
+        EXPECT_EQ(reports_of(IMG_color_gray, test.height, 8), expected) << test.height;
     }
-    tall.push_back(100);
-    EXPECT_EQ(reports_of(IMG_color_gray, 39, 8), tall);
-    tall.resize(3 + 20);
-    tall.push_back(90);
-    tall.push_back(100);
-    tall[3 + 20 - 1] = 80;
-    Reports stepped(tall.begin(), tall.begin() + 23);
-    stepped.push_back(90);
-    stepped.push_back(100);
-    EXPECT_EQ(reports_of(IMG_color_gray, 41, 8), stepped);
 }
 
 TEST(OperationFrame, MemoryThatRunsOutLeavesTheImage)
@@ -115,6 +116,21 @@ TEST(OperationFrame, MemoryThatRunsOutLeavesTheImage)
     EXPECT_EQ(picture_of(handle), picture);
     EXPECT_EQ(IMG_set_lut(handle, 20, 5), kOk);
     IMG_delete_bitmap(handle);
+}
+
+// Beside the old block and the new one there are a few rows and tables, whatever the height.
+TEST(OperationFrame, WorkingMemoryIsAFewRows)
+{
+    for (const Operation operation : kReductions) {
+        const int handle = make_image(500, 900, 24, 1);
+        const u64 old_bytes = platform::testing::live_bytes();
+        platform::testing::reset_peak_bytes();
+        EXPECT_EQ(operation(handle), kOk);
+        const ImageRecord& record = *handle_record(handle);
+        const u64 new_bytes = static_cast<u64>(record.row_stride) * 900;
+        EXPECT_LT(platform::testing::peak_bytes() - old_bytes - new_bytes, 20u * 1500 + 50'000);
+        IMG_delete_bitmap(handle);
+    }
 }
 
 // A palette saved for one picture must not come back under another.
