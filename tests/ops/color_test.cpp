@@ -79,9 +79,11 @@ int luma128(Rgb c)
     return (38 * c.red + 75 * c.green + 14 * c.blue) >> 7;
 }
 
-void set_nibble(u8* row, int x, int index)
+// Sets a pixel of a blank picture.
+void set_pixel(Stored& out, int x, int y, int value)
 {
-    row[x / 2] = static_cast<u8>(row[x / 2] | index << (x % 2 == 0 ? 4 : 0));
+    u8& byte = out.row(y)[x * out.bits / 8];
+    byte = static_cast<u8>(byte | value << (8 - out.bits - x * out.bits % 8));
 }
 
 // A whole picture of 16-bit words; what falls over an edge is lost.
@@ -99,68 +101,49 @@ struct Words {
     std::vector<i16> words;
 };
 
-std::array<Words, 3> colour_words(const Stored& in)
+struct Choice {
+    int index;
+    std::array<int, 3> entry;  // blue, green, red
+};
+
+Choice choose_332(const std::array<int, 3>& v)
 {
-    std::array<Words, 3> words = {Words(in.width, in.height), Words(in.width, in.height),
-                                  Words(in.width, in.height)};
+    const auto limited = [&](usize c) { return std::clamp(v[c], 0, 255); };
+    const int index = limited(0) >> 6 | (limited(1) & 224) >> 3 | (limited(2) & 224);
+    return {index, {(index & 3) * 255 / 3, ((index & 28) >> 2) * 255 / 7, ((index & 224) >> 5) * 255 / 7}};
+}
+
+Choice choose_16(const std::array<int, 3>& v)
+{
+    const bool bright = v[0] > 220 || v[1] > 220 || v[2] > 220;
+    const auto entry = [&](usize c) { return v[c] > 180 ? (bright ? 255 : 128) : 0; };
+    return {(v[0] > 180) * 4 + (v[1] > 180) * 2 + (v[2] > 180) + bright * 8, {entry(0), entry(1), entry(2)}};
+}
+
+Stored plain_color_diffusion(const Stored& in, int depth, bool alternate,
+                             Choice (*choose)(const std::array<int, 3>&))
+{
+    Stored out = in.blank(depth);
+    std::vector<Words> words(3, Words(in.width, in.height));
     for (int y = 0; y < in.height; y++) {
         for (int x = 0; x < in.width; x++) {
             const Rgb c = in.at(x, y);
-            words[0].at(x, y) = static_cast<i16>(c.blue);
-            words[1].at(x, y) = static_cast<i16>(c.green);
-            words[2].at(x, y) = static_cast<i16>(c.red);
+            words[0].add(x, y, c.blue), words[1].add(x, y, c.green), words[2].add(x, y, c.red);
         }
     }
-    return words;
-}
-
-void spread_sixteenths(Words& words, int x, int y, int d, int error)
-{
-    words.add(x + d, y, error >> 2);
-    words.add(x + 2 * d, y, error >> 3);
-    const int next[5] = {error >> 4, error >> 3, error >> 2, error >> 3, error >> 4};
-    for (int i = -2; i <= 2; i++) {
-        words.add(x + i * d, y + 1, next[i + 2]);
-    }
-}
-
-Stored plain_mediancut(const Stored& in)
-{
-    Stored out = in.blank(8);
-    std::array<Words, 3> words = colour_words(in);
     for (int y = 0; y < in.height; y++) {
-        const int d = y % 2 == 0 ? 1 : -1;
+        const int d = alternate && y % 2 != 0 ? -1 : 1;
         for (int x = d > 0 ? 0 : in.width - 1; x >= 0 && x < in.width; x += d) {
-            std::array<int, 3> v, limited;
+            const std::array<int, 3> v = {words[0].at(x, y), words[1].at(x, y), words[2].at(x, y)};
+            const Choice choice = choose(v);
+            set_pixel(out, x, y, choice.index);
             for (usize c = 0; c < 3; c++) {
-                v[c] = words[c].at(x, y);
-                limited[c] = std::clamp(v[c], 0, 255);
-            }
-            const int index = limited[0] >> 6 | (limited[1] & 224) >> 3 | (limited[2] & 224);
-            out.row(y)[x] = static_cast<u8>(index);
-            const int entry[3] = {(index & 3) * 255 / 3, ((index & 28) >> 2) * 255 / 7,
-                                  ((index & 224) >> 5) * 255 / 7};
-            for (usize c = 0; c < 3; c++) {
-                spread_sixteenths(words[c], x, y, d, v[c] - entry[c]);
-            }
-        }
-    }
-    return out;
-}
-
-Stored plain_diffusion_color(const Stored& in)
-{
-    Stored out = in.blank(4);
-    std::array<Words, 3> words = colour_words(in);
-    for (int y = 0; y < in.height; y++) {
-        for (int x = 0; x < in.width; x++) {
-            const int v[3] = {words[0].at(x, y), words[1].at(x, y), words[2].at(x, y)};
-            const bool bright = v[0] > 220 || v[1] > 220 || v[2] > 220;
-            const int index = (v[0] > 180) * 4 + (v[1] > 180) * 2 + (v[2] > 180) + bright * 8;
-            set_nibble(out.row(y), x, index);
-            for (usize c = 0; c < 3; c++) {
-                const int entry = v[c] > 180 ? (bright ? 255 : 128) : 0;
-                spread_sixteenths(words[c], x, y, 1, v[c] - entry);
+                const int error = v[c] - choice.entry[c];
+                words[c].add(x + d, y, error >> 2);
+                words[c].add(x + 2 * d, y, error >> 3);
+                for (int i = -2; i <= 2; i++) {
+                    words[c].add(x + i, y + 1, error >> (2 + std::abs(i)));
+                }
             }
         }
     }
@@ -179,11 +162,9 @@ Stored plain_diffusion_mono(const Stored& in)
     for (int y = 0; y < in.height; y++) {
         const int s = y % 2 == 0 ? 1 : -1;
         for (int x = s > 0 ? 0 : in.width - 1; x >= 0 && x < in.width; x += s) {
-            int error = words.at(x, y);
-            if (error >= 128) {
-                out.row(y)[x / 8] = static_cast<u8>(out.row(y)[x / 8] | 0x80 >> x % 8);
-                error -= 255;
-            }
+            const bool white = words.at(x, y) >= 128;
+            const int error = words.at(x, y) - (white ? 255 : 0);
+            set_pixel(out, x, y, white);
             const int a = error * 8 / 42, b = error * 4 / 42, c = error / 21, d = error / 42;
             words.add(x + s, y, a);
             words.add(x + 2 * s, y, b);
@@ -197,36 +178,29 @@ Stored plain_diffusion_mono(const Stored& in)
     return out;
 }
 
-template <typename Pixel>
-Stored each_pixel(const Stored& in, int depth, Pixel pixel)
+// `value` gets a pixel's colour and its place in the 8 by 8 matrices.
+Stored each_pixel(const Stored& in, int depth, const std::function<int(Rgb, int)>& value)
 {
     Stored out = in.blank(depth);
     for (int y = 0; y < in.height; y++) {
         for (int x = 0; x < in.width; x++) {
-            pixel(out.row(y), x, in.at(x, y), (x & 7) * 8 + (y & 7));
+            set_pixel(out, x, y, value(in.at(x, y), (x & 7) * 8 + (y & 7)));
         }
     }
     return out;
 }
 
-Stored plain_gray(const Stored& in)
-{
-    return each_pixel(in, 8, [](u8* row, int x, Rgb c, int) { row[x] = static_cast<u8>(luma128(c)); });
-}
-
 Stored plain_ordered(const Stored& in, const u8* matrix)
 {
-    return each_pixel(in, 1, [matrix](u8* row, int x, Rgb c, int cell) {
-        row[x / 8] = static_cast<u8>(row[x / 8] | (matrix[cell] < luma100(c)) * (0x80 >> x % 8));
-    });
+    return each_pixel(in, 1, [matrix](Rgb c, int cell) { return matrix[cell] < luma100(c); });
 }
 
 Stored plain_bayer_color(const Stored& in)
 {
-    return each_pixel(in, 4, [&in](u8* row, int x, Rgb c, int cell) {
+    return each_pixel(in, 4, [&in](Rgb c, int cell) {
         const int t = bayer_matrix[cell];
         const int gray = in.bits == 4 ? luma128(c) : std::max(luma128(c) - 40, 0);
-        set_nibble(row, x, (c.blue > t) * 4 + (c.green > t) * 2 + (c.red > t) + (gray > t + 40) * 8);
+        return (c.blue > t) * 4 + (c.green > t) * 2 + (c.red > t) + (gray > t + 40) * 8;
     });
 }
 
@@ -234,7 +208,7 @@ Stored plain_popularity(const Stored& in)
 {
     const auto key_of = [](Rgb c) { return (c.red & 240) << 4 | (c.green & 240) | c.blue >> 4; };
     std::vector<u16> count(4096);
-    each_pixel(in, 8, [&](u8*, int, Rgb c, int) { count[static_cast<usize>(key_of(c))]++; });
+    each_pixel(in, 8, [&](Rgb c, int) { return ++count[static_cast<usize>(key_of(c))] & 0; });
     std::vector<int> keys = {0};
     while (keys.size() < 256) {
         usize best = 0;
@@ -244,17 +218,19 @@ Stored plain_popularity(const Stored& in)
         keys.push_back(static_cast<int>(best));
         count[best] = 0;
     }
-    Stored out = each_pixel(in, 8, [&](u8* row, int x, Rgb c, int) {
+    Stored out = each_pixel(in, 8, [&](Rgb c, int) {
         int distance = 65535;
+        int nearest = 0;
         for (int i = 0; i < 256 && distance != 0; i++) {
             const int k = keys[static_cast<usize>(i)], p = key_of(c);
             const int r = (k >> 7 & 30) - (p >> 7 & 30), g = (k >> 3 & 30) - (p >> 3 & 30),
                       b = (k << 1 & 30) - (p << 1 & 30);
             if (r * r + g * g + b * b < distance) {
                 distance = r * r + g * g + b * b;
-                row[x] = static_cast<u8>(i);
+                nearest = i;
             }
         }
+        return nearest;
     });
     for (const int k : keys) {
         out.palette.push_back(
@@ -271,14 +247,17 @@ struct Case {
 };
 
 const Case kCases[] = {
-    {"mediancut", IMG_mediancut_color, plain_mediancut, 4},
+    {"mediancut", IMG_mediancut_color,
+     [](const Stored& in) { return plain_color_diffusion(in, 8, true, choose_332); }, 4},
     {"popularity", IMG_popularity_color, plain_popularity, 24},
-    {"gray", IMG_color_gray, plain_gray, 4},
+    {"gray", IMG_color_gray,
+     [](const Stored& in) { return each_pixel(in, 8, [](Rgb c, int) { return luma128(c); }); }, 4},
     {"bayer", IMG_bayer_mono, [](const Stored& in) { return plain_ordered(in, bayer_matrix); }, 4},
     {"halftone", IMG_halftone_mono, [](const Stored& in) { return plain_ordered(in, halftone_matrix); }, 4},
     {"diffusion", IMG_diffusion_mono, plain_diffusion_mono, 4},
     {"bayer color", IMG_bayer_color, plain_bayer_color, 4},
-    {"diffusion color", IMG_diffusion_color, plain_diffusion_color, 4},
+    {"diffusion color", IMG_diffusion_color,
+     [](const Stored& in) { return plain_color_diffusion(in, 4, false, choose_16); }, 4},
 };
 
 void check_case(const Case& test, int width, int height, int bits, bool slopes)
