@@ -39,4 +39,10 @@ static inline void store_le32(u8* p, u32 value)
     store_le16(p + 2, value >> 16);
 }
 
+static inline void store_le64(u8* p, u64 value)
+{
+    store_le32(p, static_cast<u32>(value));
+    store_le32(p + 4, static_cast<u32>(value >> 32));
+}
+
 }  // namespace orv

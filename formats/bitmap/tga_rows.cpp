@@ -38,8 +38,33 @@ namespace
 
 constexpr u8 kRunMark = 0x80;
 constexpr u8 kCountMask = 0x7F;
+constexpr u32 kCopyBytes = 32;
+
+// The pixel over and over, as numbers of which the lowest byte comes first: 24 bytes hold a whole
+// number of pixels of any size.
+template <u32 kPixelBytes>
+void pattern_fill(u8* pattern, const u8* pixel)
+{
+    u64 p = 0;
+    for (u32 k = 0; k < kPixelBytes; ++k) {
+        p |= u64{pixel[k]} << (8 * k);
+    }
+    if constexpr (kPixelBytes == 3) {
+        store_le64(pattern, p | p << 24 | p << 48);
+        store_le64(pattern + 8, p >> 16 | p << 8 | p << 32 | p << 56);
+        store_le64(pattern + 16, p >> 8 | p << 16 | p << 40);
+    } else {
+        constexpr u64 kRepeat = kPixelBytes == 1   ? 0x0101010101010101
+                                : kPixelBytes == 2 ? 0x0001000100010001
+                                                   : 0x0000000100000001;
+        for (u32 at = 0; at < kTgaPatternBytes; at += 8) {
+            store_le64(pattern + at, p * kRepeat);
+        }
+    }
+}
 
 // Takes a packet's first byte, and the pixel of a run. False at the end of the data.
+template <u32 kPixelBytes>
 bool packet_open(TgaRuns& runs)
 {
     ChunkReader& in = runs.in;
@@ -49,54 +74,37 @@ bool packet_open(TgaRuns& runs)
     const u8 head = in.buffer[in.pos];
     const bool repeats = (head & kRunMark) != 0;
     if (repeats) {
-        if (!chunk_ensure(in, 1 + runs.pixel_bytes)) {
+        if (!chunk_ensure(in, 1 + kPixelBytes)) {
             return false;
         }
-        std::memcpy(runs.pixel, in.buffer + in.pos + 1, runs.pixel_bytes);
+        pattern_fill<kPixelBytes>(runs.pattern, in.buffer + in.pos + 1);
     }
-    runs.in.pos += repeats ? 1 + runs.pixel_bytes : 1;
+    in.pos += repeats ? 1 + kPixelBytes : 1;
     runs.left = (head & kCountMask) + 1U;
     runs.repeats = repeats;
     return true;
 }
 
-// Repeats a pixel of 1 to 4 bytes until `bytes` are filled. Up to kTgaRowSlack bytes behind them may
-// be written.
-void pixel_repeat(u8* to, const u8* pixel, u32 pixel_bytes, u32 bytes)
-{
-    if (pixel_bytes == 1) {
-        std::memset(to, pixel[0], bytes);
-        return;
-    }
-    // 48 bytes hold a whole number of pixels of any size.
-    u8 pattern[48];
-    for (u32 at = 0; at < pixel_bytes * 4; ++at) {
-        pattern[at] = pixel[at % pixel_bytes];
-    }
-    for (u32 size = pixel_bytes * 4; size < sizeof pattern; size += pixel_bytes * 4) {
-        std::memcpy(pattern + size, pattern, pixel_bytes * 4);
-    }
-    for (u32 at = 0; at < bytes; at += sizeof pattern) {
-        std::memcpy(to + at, pattern, sizeof pattern);
-    }
-}
-
-}  // namespace
-
-bool tga_decode_row(TgaRuns& runs, u8* row, u32 width)
+template <u32 kPixelBytes>
+bool decode_row(TgaRuns& runs, u8* row, u32 width)
 {
     u32 done = 0;
     while (done < width) {
-        if (runs.left == 0 && !packet_open(runs)) {
+        if (runs.left == 0 && !packet_open<kPixelBytes>(runs)) {
             return false;
         }
         const u32 count = std::min(runs.left, width - done);
-        const u32 bytes = count * runs.pixel_bytes;
-        u8* to = row + usize{done} * runs.pixel_bytes;
+        const u32 bytes = count * kPixelBytes;
+        u8* to = row + usize{done} * kPixelBytes;
         if (runs.repeats) {
-            pixel_repeat(to, runs.pixel, runs.pixel_bytes, bytes);
+            for (u32 at = 0; at < bytes; at += kTgaPatternBytes) {
+                std::memcpy(to + at, runs.pattern, kTgaPatternBytes);
+            }
         } else if (chunk_ensure(runs.in, bytes)) {
-            std::memcpy(to, runs.in.buffer + runs.in.pos, bytes);
+            const u8* from = runs.in.buffer + runs.in.pos;
+            for (u32 at = 0; at < bytes; at += kCopyBytes) {
+                std::memcpy(to + at, from + at, kCopyBytes);
+            }
             runs.in.pos += bytes;
         } else {
             return false;
@@ -105,6 +113,20 @@ bool tga_decode_row(TgaRuns& runs, u8* row, u32 width)
         runs.left -= count;
     }
     return true;
+}
+
+static_assert(kTgaChunkSlack >= kCopyBytes && kTgaRowSlack >= kCopyBytes && kTgaRowSlack >= kTgaPatternBytes);
+
+}  // namespace
+
+bool tga_decode_row(TgaRuns& runs, u8* row, u32 width)
+{
+    switch (runs.pixel_bytes) {
+    case 1: return decode_row<1>(runs, row, width);
+    case 2: return decode_row<2>(runs, row, width);
+    case 3: return decode_row<3>(runs, row, width);
+    default: return decode_row<4>(runs, row, width);
+    }
 }
 
 }  // namespace orv

@@ -7,8 +7,10 @@ namespace orv
 {
 
 // Room needed behind a row and behind the chunk for work in whole words.
-inline constexpr u32 kTgaRowSlack = 64;
-inline constexpr u32 kTgaChunkSlack = 16;
+inline constexpr u32 kTgaRowSlack = 32;
+inline constexpr u32 kTgaChunkSlack = 32;
+
+inline constexpr u32 kTgaPatternBytes = 24;
 
 // `count` pixels of 16 or 32 bits to blue, green, red.
 void tga_row_from_words(const u8* words, u8* pixels, u32 count);
@@ -20,7 +22,7 @@ struct TgaRuns {
     u32 pixel_bytes;  // 1 to 4
     u32 left = 0;     // pixels of the packet that are still to come
     bool repeats = false;
-    u8 pixel[4] = {};  // what a run repeats
+    u8 pattern[kTgaPatternBytes] = {};  // what a run repeats
 };
 
 // Decodes `width` pixels to `row`. False when the data ends first.
