@@ -175,7 +175,8 @@ MemoryFile encode(const Raster& raster, u16 compression, u16 predictor)
 
 // ---- the two decoders, each from opening to closing
 
-bool decode_by_libtiff(MemoryFile& file)
+// The rows as TIFF has them; `blue_first` turns them to the order of a bitmap's, strip by strip.
+bool decode_by_libtiff(MemoryFile& file, bool blue_first)
 {
     TIFF* const tiff = open_memory(file, "r");
     u32 height = 0;
@@ -186,6 +187,9 @@ bool decode_by_libtiff(MemoryFile& file)
     for (u32 strip = 0; strip < TIFFNumberOfStrips(tiff); ++strip) {
         tmsize_t const came =
             TIFFReadEncodedStrip(tiff, strip, image + done, static_cast<tmsize_t>(size - done));
+        for (tmsize_t i = 0; blue_first && i + 2 < came; i += 3) {
+            std::swap(image[done + static_cast<usize>(i)], image[done + static_cast<usize>(i) + 2]);
+        }
         done += came > 0 ? static_cast<usize>(came) : 0;
     }
     benchmark::DoNotOptimize(image);
@@ -204,35 +208,48 @@ bool decode_by_library(MemoryFile& file)
 
 struct Case {
     const char* name;
-    const Raster* raster;
+    const Raster& (*raster)();  // made when it is first asked for
     u16 compression;
     u16 predictor;
     double goal;
 };
 
+double milliseconds(Clock::time_point start, Clock::time_point end)
+{
+    return std::chrono::duration<double, std::milli>(end - start).count();
+}
+
+// All times are the best of the run.
 void run(benchmark::State& state, const Case& test)
 {
-    MemoryFile file = encode(*test.raster, test.compression, test.predictor);
+    const Raster& raster = test.raster();
+    MemoryFile file = encode(raster, test.compression, test.predictor);
     double ours = 1e9;
-    double theirs = 1e9;
+    double rows = 1e9;
+    double bitmap = 1e9;
     for ([[maybe_unused]] auto step : state) {
         Clock::time_point const start = Clock::now();
-        bool const decoded = decode_by_library(file);
-        Clock::time_point const between = Clock::now();
-        if (!decoded || !decode_by_libtiff(file)) {
+        bool decoded = decode_by_library(file);
+        Clock::time_point const own_end = Clock::now();
+        decoded = decoded && decode_by_libtiff(file, false);
+        Clock::time_point const rows_end = Clock::now();
+        decoded = decoded && decode_by_libtiff(file, raster.samples == 3);
+        Clock::time_point const bitmap_end = Clock::now();
+        if (!decoded) {
             state.SkipWithError("not decoded");
             break;
         }
-        double const mine = std::chrono::duration<double>(between - start).count();
-        ours = std::min(ours, mine);
-        theirs = std::min(theirs, std::chrono::duration<double>(Clock::now() - between).count());
-        state.SetIterationTime(mine);
+        ours = std::min(ours, milliseconds(start, own_end));
+        rows = std::min(rows, milliseconds(own_end, rows_end));
+        bitmap = std::min(bitmap, milliseconds(rows_end, bitmap_end));
+        state.SetIterationTime(milliseconds(start, own_end) / 1e3);
     }
-    char label[100];
-    std::snprintf(label, sizeof label, "best %.2f ms, libtiff %.2f ms: %.2f times its speed, goal %.1f",
-                  ours * 1e3, theirs * 1e3, theirs / ours, test.goal);
+    char label[160];
+    std::snprintf(label, sizeof label,
+                  "%.2f times libtiff, goal %.1f (best %.3f ms; libtiff %.3f ms, its bare rows %.3f ms)",
+                  bitmap / ours, test.goal, ours, bitmap, rows);
     state.SetLabel(label);
-    state.SetBytesProcessed(state.iterations() * static_cast<i64>(test.raster->rows.size()));
+    state.SetBytesProcessed(state.iterations() * static_cast<i64>(raster.rows.size()));
 }
 
 }  // namespace
@@ -242,21 +259,30 @@ int main(int argc, char** argv)
 {
     using namespace orv::bench;
     benchmark::Initialize(&argc, argv);
-    static const Raster page = text_page();
-    static const Raster photo = photograph(false);
-    static const Raster palette = photograph(true);
+    auto const page = []() -> const Raster& {
+        static const Raster raster = text_page();
+        return raster;
+    };
+    auto const photo = []() -> const Raster& {
+        static const Raster raster = photograph(false);
+        return raster;
+    };
+    auto const palette = []() -> const Raster& {
+        static const Raster raster = photograph(true);
+        return raster;
+    };
     static const Case cases[] = {
-        {"t6_text", &page, COMPRESSION_CCITTFAX4, 0, 2},
-        {"t4_text", &page, COMPRESSION_CCITTFAX3, 0, 2},
-        {"huffman_text", &page, COMPRESSION_CCITTRLE, 0, 2},
-        {"lzw_photo", &photo, COMPRESSION_LZW, 0, 1.5},
-        {"lzw_photo_predictor", &photo, COMPRESSION_LZW, 2, 1.5},
-        {"lzw_palette", &palette, COMPRESSION_LZW, 0, 1.5},
-        {"lzw_text", &page, COMPRESSION_LZW, 0, 1.5},
-        {"packbits_palette", &palette, COMPRESSION_PACKBITS, 0, 1.5},
-        {"packbits_text", &page, COMPRESSION_PACKBITS, 0, 1.5},
-        {"raw_photo", &photo, COMPRESSION_NONE, 0, 1},
-        {"raw_text", &page, COMPRESSION_NONE, 0, 1},
+        {"t6_text", page, COMPRESSION_CCITTFAX4, 0, 2},
+        {"t4_text", page, COMPRESSION_CCITTFAX3, 0, 2},
+        {"huffman_text", page, COMPRESSION_CCITTRLE, 0, 2},
+        {"lzw_photo", photo, COMPRESSION_LZW, 0, 1.5},
+        {"lzw_photo_predictor", photo, COMPRESSION_LZW, 2, 1.5},
+        {"lzw_palette", palette, COMPRESSION_LZW, 0, 1.5},
+        {"lzw_text", page, COMPRESSION_LZW, 0, 1.5},
+        {"packbits_palette", palette, COMPRESSION_PACKBITS, 0, 1.5},
+        {"packbits_text", page, COMPRESSION_PACKBITS, 0, 1.5},
+        {"raw_photo", photo, COMPRESSION_NONE, 0, 1},
+        {"raw_text", page, COMPRESSION_NONE, 0, 1},
     };
     for (const Case& test : cases) {
         benchmark::RegisterBenchmark(test.name, run, test)->UseManualTime()->Unit(benchmark::kMillisecond);

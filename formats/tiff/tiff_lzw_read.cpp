@@ -31,11 +31,22 @@ constexpr u32 kMaxCodeBits = 12;
 // A string is held by its last 1 to 8 bytes and the code of what stands ahead of them, so that it is
 // written eight bytes at a time.
 struct LzwEntry {
-    u64 tail;    // first byte lowest
-    u16 prefix;  // code of the string without its tail, where it is longer than 8 bytes
-    u16 length;
-    u8 first;
+    u64 tail;  // first byte lowest
+    u64 rest;  // bits 0..15 length, 16..31 code of the string without its tail, 32..39 first byte
 };
+
+u32 length_of(u64 rest)
+{
+    return rest & 0xFFFF;
+}
+u32 prefix_of(u64 rest)
+{
+    return rest >> 16 & 0xFFFF;
+}
+u32 first_of(u64 rest)
+{
+    return rest >> 32 & 0xFF;
+}
 
 constexpr u32 kTailBytes = 8;
 constexpr u32 kFlushBytes = 16384;
@@ -80,20 +91,12 @@ u64 load_be64(const u8* p)
     return u64{load_be32(p)} << 32 | load_be32(p + 4);
 }
 
-// Takes more bytes into the register. False when fewer than `size` bits are left in the data.
-bool lzw_fill(LzwBits& in, u32 size)
+// Takes the last bytes of the chunk and of the data into the register. False when fewer than `size`
+// bits are left.
+bool lzw_refill(LzwBits& in, u32 size)
 {
-    if (chunk_available(in.in) < 8 && !in.in.ended) {
-        in.used += in.in.pos;
-        chunk_refill(in.in);
-    }
-    if (chunk_available(in.in) >= 8) [[likely]] {
-        in.bits |= load_be64(in.in.buffer + in.in.pos) >> in.count;
-        const u32 bytes = (63 - in.count) / 8;
-        in.in.pos += bytes;
-        in.count += 8 * bytes;
-        return true;
-    }
+    in.used += in.in.pos;
+    chunk_refill(in.in);
     while (in.count <= 56 && in.in.pos < in.in.fill) {
         in.bits |= u64{in.in.buffer[in.in.pos++]} << (56 - in.count);
         in.count += 8;
@@ -101,13 +104,29 @@ bool lzw_fill(LzwBits& in, u32 size)
     return in.count >= size;
 }
 
-// The next code, or EndOfInformation where the data ends.
-u32 lzw_code(LzwBits& in, u32 size)
+// Sees to it that the register holds a code. The loops keep a copy of `in` apart from what they write.
+inline bool lzw_fill(LzwBits& in, u32 size)
 {
-    if (in.count < size && !lzw_fill(in, size)) {
+    if (in.count >= size) {
+        return true;
+    }
+    if (chunk_available(in.in) >= 8) [[likely]] {
+        in.bits |= load_be64(in.in.buffer + in.in.pos) >> in.count;
+        u32 const bytes = (63 - in.count) / 8;
+        in.in.pos += bytes;
+        in.count += 8 * bytes;
+        return true;
+    }
+    return lzw_refill(in, size);
+}
+
+// The next code, or EndOfInformation where the data ends.
+inline u32 lzw_code(LzwBits& in, u32 size)
+{
+    if (!lzw_fill(in, size)) {
         return kEndOfInformation;
     }
-    const u32 code = static_cast<u32>(in.bits >> (64 - size));
+    u32 const code = static_cast<u32>(in.bits >> (64 - size));
     in.bits <<= size;
     in.count -= size;
     return code;
@@ -120,17 +139,16 @@ u32 lzw_code(LzwBits& in, u32 size)
 namespace
 {
 
-// Writes a string longer than a tail, from its end to its start, and gives its first byte.
-void write_long(const LzwEntry* table, const LzwEntry& entry, u8* out)
+// Writes a string longer than a tail, from its end to its start.
+void write_long(const LzwEntry* table, const LzwEntry* entry, u8* out)
 {
-    const LzwEntry* at = &entry;
     for (;;) {
-        const u32 start = (at->length - 1u) & ~(kTailBytes - 1);
-        store_tail(out + start, at->tail);
+        u32 const start = (length_of(entry->rest) - 1) & ~(kTailBytes - 1);
+        store_tail(out + start, entry->tail);
         if (start == 0) {
             return;
         }
-        at = table + at->prefix;
+        entry = table + prefix_of(entry->rest);
     }
 }
 
@@ -147,14 +165,15 @@ bool lzw_flush(StripWalk& walk, const LzwContext& lzw, LzwOutput& out)
     return out.row < walk.end_row;
 }
 
-// The entry `code` grown by one byte.
-LzwEntry grown(const LzwEntry& entry, u32 code, u8 byte)
+// The string of `code` grown by one byte.
+inline LzwEntry grown(const LzwEntry& entry, u32 code, u32 byte)
 {
-    const u32 in_tail = entry.length % kTailBytes;
-    return {.tail = in_tail == 0 ? byte : entry.tail | u64{byte} << (8 * in_tail),
-            .prefix = in_tail == 0 ? static_cast<u16>(code) : entry.prefix,
-            .length = static_cast<u16>(entry.length + 1),
-            .first = entry.first};
+    u64 const rest = entry.rest + 1;
+    u32 const in_tail = entry.rest % kTailBytes;
+    if (in_tail == 0) {
+        return {.tail = byte, .rest = (rest & ~u64{0xFFFF0000}) | code << 16};
+    }
+    return {.tail = entry.tail | u64{byte} << (8 * in_tail), .rest = rest};
 }
 
 // Decodes from behind a Clear to the next. True if there is one; false ends the strip: its end code, a
@@ -166,38 +185,48 @@ bool lzw_until_clear(StripWalk& walk, const LzwContext& lzw, LzwBits& in, LzwOut
     if (code >= kClear) {
         return code == kClear;
     }
-    lzw.output[out.length++] = static_cast<u8>(code);
+    u8* to = lzw.output + out.length;
+    u8* const flush_at = lzw.output + lzw.flush_at;
+    *to++ = static_cast<u8>(code);
     u32 previous = code;
     LzwEntry string = table[code];
     u32 next = kFirstFree;
     u32 size = kMinCodeBits;
-    for (u32 limit = 1u << kMinCodeBits; next < kTableEntries;) {
-        if (out.length >= lzw.flush_at && !lzw_flush(walk, lzw, out)) {
-            return false;
+    u32 limit = (1u << kMinCodeBits) - 1;
+    LzwBits local = in;
+    while (next < kTableEntries) {
+        if (to >= flush_at) {
+            out.length = static_cast<u32>(to - lzw.output);
+            if (!lzw_flush(walk, lzw, out)) {
+                break;
+            }
+            to = lzw.output + out.length;
         }
-        code = lzw_code(in, size);
-        if (code == kClear) {
-            return true;
-        }
-        if (code > next || code == kEndOfInformation) {
-            return false;
-        }
-        const u8 first = code == next ? string.first : table[code].first;
-        table[next] = grown(string, previous, first);
-        string = table[code];
-        if (string.length <= kTailBytes) [[likely]] {
-            store_tail(lzw.output + out.length, string.tail);
+        code = lzw_code(local, size);
+        if (code >= next || (code & ~1u) == kClear) {
+            if (code != next) {
+                break;
+            }
+            table[next] = grown(string, previous, first_of(string.rest));
         } else {
-            write_long(table, string, lzw.output + out.length);
+            table[next] = grown(string, previous, first_of(table[code].rest));
         }
-        out.length += string.length;
+        string = table[code];
+        if (length_of(string.rest) <= kTailBytes) [[likely]] {
+            store_tail(to, string.tail);
+        } else {
+            write_long(table, table + code, to);
+        }
+        to += length_of(string.rest);
         previous = code;
-        if (++next == limit - 1) {
-            size = std::min(size + 1, kMaxCodeBits);
-            limit *= 2;
+        if (++next == limit && size < kMaxCodeBits) {
+            ++size;
+            limit = limit * 2 + 1;
         }
     }
-    return false;
+    in = local;
+    out.length = static_cast<u32>(to - lzw.output);
+    return code == kClear;
 }
 
 void decode_lzw_strip(StripWalk& walk, void* context)
@@ -223,7 +252,7 @@ bool lzw_allocate(const TiffDirectory& dir, const StripWalk& walk, LzwContext& l
         return false;
     }
     for (u32 i = 0; i < 256; ++i) {
-        lzw.table[i] = {.tail = i, .prefix = 0, .length = 1, .first = static_cast<u8>(i)};
+        lzw.table[i] = {.tail = i, .rest = u64{i} << 32 | 1};
     }
     return true;
 }

@@ -1,6 +1,7 @@
 #include "formats/tiff/tiff_rows.h"
 
 #include <algorithm>
+#include <array>
 
 #include "frame/simd.h"
 
@@ -42,10 +43,59 @@ void row_add_left_byte(std::span<u8> row)
     }
 }
 
+namespace
+{
+
+using Block = u8 __attribute__((vector_size(16)));
+constexpr usize kGroups = sizeof(Block);  // groups of three in three blocks
+
+// Mask n has the bytes of a block that stand at place n in the groups of a row whose first group starts
+// with the block.
+constexpr std::array<std::array<u8, sizeof(Block)>, 3> kGroupMasks = [] {
+    std::array<std::array<u8, sizeof(Block)>, 3> masks = {};
+    for (usize i = 0; i < sizeof(Block); ++i) {
+        masks[i % 3][i] = 0xFF;
+    }
+    return masks;
+}();
+
+Block load_block(const u8* p)
+{
+    Block block;
+    std::memcpy(&block, p, sizeof block);
+    return block;
+}
+
+}  // namespace
+
 void row_swap_red_blue(std::span<u8> row)
 {
-    for (usize i = 0; i + 3 <= row.size(); i += 3) {
-        std::swap(row[i], row[i + 2]);
+    u8* p = row.data();
+    usize left = row.size() / 3;
+    auto const swap_group = [&] {
+        std::swap(p[0], p[2]);
+        p += 3;
+        --left;
+    };
+    if (left == 0) {
+        return;
+    }
+    swap_group();
+    Block const masks[] = {load_block(kGroupMasks[0].data()), load_block(kGroupMasks[1].data()),
+                           load_block(kGroupMasks[2].data())};
+    // Each byte comes from two to the right or left, or stays. Blocks look two bytes past their ends, and
+    // a block starts one place on in its group from the one before.
+    for (; left > kGroups; left -= kGroups, p += 3 * sizeof(Block)) {
+        Block swapped[3];
+        for (u32 i = 0; i < 3; ++i) {
+            const u8* const from = p + i * sizeof(Block);
+            swapped[i] = (load_block(from + 2) & masks[(3 - i) % 3]) | (load_block(from) & masks[(4 - i) % 3]) |
+                         (load_block(from - 2) & masks[(5 - i) % 3]);
+        }
+        std::memcpy(p, swapped, sizeof swapped);
+    }
+    while (left > 0) {
+        swap_group();
     }
 }
 

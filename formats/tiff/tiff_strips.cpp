@@ -24,6 +24,7 @@ namespace orv
 namespace
 {
 
+constexpr i32 kLongRow = 4096;  // bytes from which rows of a file are read one by one
 constexpr u32 kRowSlack = 160;  // behind a row's room: what the longest PackBits code can overshoot by
 
 }  // namespace
@@ -192,12 +193,42 @@ namespace
 struct RawContext {
     u8* block;
     i32 block_rows;
+    std::span<u8> image;  // the rows of the image being loaded, or none
 };
+
+// Reads and finishes the strip's rows in the image itself, whose bottom row is first.
+void read_strip_into_image(StripWalk& walk, std::span<u8> image)
+{
+    i32 const stride = static_cast<i32>(image.size()) / walk.plane_height;
+    for (i32 i = 0; i < walk.rows; ++i) {
+        u8* const row = image.data() + i64{walk.plane_height - 1 - walk.first_row - i} * stride;
+        usize const got = stream_read(walk.stream, row, static_cast<u16>(walk.row_bytes));
+        walk.bytes_used += static_cast<i64>(got);
+        if (got < static_cast<usize>(walk.row_bytes)) {
+            std::memset(row, 0, got);
+            return;
+        }
+        tiff_prepare_row(tiff_directory, row);
+    }
+}
+
+// Rows that are as long in the file as in the image need no way around; for files it pays from a size.
+std::span<u8> raw_image(const TiffDirectory& dir, const StripWalk& walk)
+{
+    std::span<u8> const image = frame_image_rows(tiff_row_callback);
+    u32 const depth = dir.BitsPerSample * dir.SamplesPerPixel;
+    bool const pays = walk.stream == MEMORY_STREAM || walk.row_bytes >= kLongRow;
+    return pays && walk.planes == 1 && depth <= 24 ? image : std::span<u8>();
+}
 
 // Rows are finished where they were read.
 void decode_raw_strip(StripWalk& walk, void* context)
 {
     const RawContext& raw = *static_cast<RawContext*>(context);
+    if (!raw.image.empty()) {
+        read_strip_into_image(walk, raw.image);
+        return;
+    }
     const i32 end = walk.first_row + walk.rows;
     for (i32 row = walk.first_row; row < end;) {
         const i32 wanted = std::min(raw.block_rows, end - row);
@@ -221,7 +252,8 @@ i16 tiff_decode_raw(const TiffDirectory& dir, StreamHandle stream)
 {
     StripWalk walk = strip_walk(dir, stream);
     RawContext raw = {.block = nullptr,
-                      .block_rows = std::max(1, static_cast<i32>(kChunkBytes) / walk.row_bytes)};
+                      .block_rows = std::max(1, static_cast<i32>(kChunkBytes) / walk.row_bytes),
+                      .image = raw_image(dir, walk)};
     const u32 bytes = static_cast<u32>(raw.block_rows * walk.row_bytes) + tiff_row_room(dir);
     raw.block = block_alloc(bytes);
     if (!raw.block) {
@@ -253,30 +285,79 @@ bool packbits_ensure(StripWalk& walk, ChunkReader& in, u32 count)
     return chunk_available(in) >= count;
 }
 
-// Unpacks one row, whose last code may run past it: the row block has slack. False at the end of data.
+// Codes are unpacked without a look at the bounds while a whole one is in the chunk: at most 129 bytes,
+// which give at most 128. The row block has slack for the last.
+constexpr u32 kLongestCode = 129;
+constexpr u32 kBlock = 16;
+
+// Unpacks codes until the row is full or the chunk nearly empty: the bytes done.
+u32 packbits_codes(ChunkReader& in, u8* row, u32 done, u32 row_bytes)
+{
+    const u8* from = in.buffer + in.pos;
+    const u8* const last = in.buffer + in.fill - kLongestCode;
+    while (done < row_bytes && from <= last) {
+        u32 const code = *from++;
+        if (code == 128) [[unlikely]] {
+            continue;
+        }
+        bool const run = code > 128;
+        u32 const count = run ? 257 - code : code + 1;
+        // One block, of the run's byte or of what follows, does for most codes.
+        u64 const repeated = *from * 0x0101010101010101;
+        u64 words[2];
+        std::memcpy(words, from, kBlock);
+        words[0] = run ? repeated : words[0];
+        words[1] = run ? repeated : words[1];
+        std::memcpy(row + done, words, kBlock);
+        if (count > kBlock) {
+            run ? std::memset(row + done, *from, count) : std::memcpy(row + done, from, count);
+        }
+        from += run ? 1 : count;
+        done += count;
+    }
+    in.pos = static_cast<u32>(from - in.buffer);
+    return done;
+}
+
+// Unpacks one code near the end of a chunk or of the data: the bytes done, 0 at the end of data.
+u32 packbits_code(StripWalk& walk, ChunkReader& in, u8* row, u32 wanted)
+{
+    if (!packbits_ensure(walk, in, 1)) {
+        return 0;
+    }
+    u32 const code = in.buffer[in.pos];
+    if (code < 128) {
+        u32 const count = code + 1;
+        if (!packbits_ensure(walk, in, 1 + count) && chunk_available(in) < 1 + std::min(count, wanted)) {
+            return 0;
+        }
+        std::memcpy(row, in.buffer + in.pos + 1, std::min(count, wanted));
+        in.pos += std::min(1 + count, chunk_available(in));
+        return count;
+    }
+    if (!packbits_ensure(walk, in, 2)) {
+        return 0;
+    }
+    std::memset(row, in.buffer[in.pos + 1], 257 - code);
+    in.pos += 2;
+    return 257 - code;
+}
+
+// Unpacks one row. False at the end of data.
 bool packbits_row(StripWalk& walk, ChunkReader& in, u8* row)
 {
-    const u32 row_bytes = static_cast<u32>(walk.row_bytes);
+    u32 const row_bytes = static_cast<u32>(walk.row_bytes);
     for (u32 done = 0; done < row_bytes;) {
-        if (!packbits_ensure(walk, in, 1)) {
-            return false;
-        }
-        const u32 code = in.buffer[in.pos++];
-        if (code < 128) {
-            const u32 count = code + 1;
-            if (!packbits_ensure(walk, in, count) && chunk_available(in) < row_bytes - done) {
+        if (chunk_available(in) >= kLongestCode) [[likely]] {
+            done = packbits_codes(in, row, done, row_bytes);
+        } else if (packbits_ensure(walk, in, 1) && in.buffer[in.pos] == 128) {
+            ++in.pos;
+        } else if (chunk_available(in) < kLongestCode) {
+            u32 const count = packbits_code(walk, in, row + done, row_bytes - done);
+            if (count == 0) {
                 return false;
             }
-            const u32 there = std::min(count, chunk_available(in));
-            std::memcpy(row + done, in.buffer + in.pos, there);
-            in.pos += there;
             done += count;
-        } else if (code > 128) {
-            if (!packbits_ensure(walk, in, 1)) {
-                return false;
-            }
-            std::memset(row + done, in.buffer[in.pos++], 257 - code);
-            done += 257 - code;
         }
     }
     return true;
