@@ -51,8 +51,6 @@ static inline void ccitt_skip(CcittBits& in, u32 count)
     in.count -= static_cast<i32>(count);
 }
 
-using CcittRunTable = std::array<CcittRun, 1 << kCcittMaxBits>;
-
 // Reads one code of a colour. Bits that are no code are passed over one by one. -1 at the end of data.
 static inline i32 ccitt_read_run(CcittBits& in, const CcittRunTable& table)
 {

@@ -7,7 +7,8 @@
 namespace orv
 {
 
-// A line of pixels in words, the leftmost pixel in the highest bit; white is 1.
+// A line of pixels in words, the leftmost pixel in the highest bit; white is 1. There is a word behind
+// the last pixel's.
 struct CcittLine {
     u64* words;
     i32 count;  // words: at least one bit more than the delivered row
@@ -32,6 +33,16 @@ inline constexpr i32 kListMargin = 100;
 
 // Colours pixels `first` to `first + count` - 1 black, as far as they lie within the line.
 void ccitt_paint_black(i32 first, i32 count, const CcittLine& line);
+
+// The same for 0 to 63 pixels that lie within the line.
+static inline void ccitt_paint_short(i32 first, i32 count, u64* words)
+{
+    u64* const word = words + (first >> 6);
+    u32 const place = static_cast<u32>(first) & 63;
+    u64 const mask = ~(~u64{0} >> count);
+    word[0] &= ~(mask >> place);
+    word[1] &= ~(mask << 1 << (63 - place));
+}
 
 void ccitt_clear(const CcittLine& line);
 

@@ -10,6 +10,32 @@ namespace
 
 enum class LineEnd { Whole, Failed, NoData };
 
+// Takes pairs of runs as long as they come with whole tables' bits and stay within the line. White is
+// next, before and after.
+i32 decode_pairs(CcittBits& given, u64* words, i32 x, i32 width)
+{
+    CcittBits in = given;  // apart from what the pixels could alias
+    for (;;) {
+        if (in.count < 32) [[unlikely]] {
+            given = in;
+            ccitt_fill(given);
+            in = given;
+            if (in.count < 32) {
+                return x;
+            }
+        }
+        CcittPair const pair = ccitt_pairs[in.bits >> (64 - kCcittMaxBits)];
+        if (pair.length == 0 || pair.sum > width - x) {
+            break;
+        }
+        ccitt_skip(in, pair.length);
+        ccitt_paint_short(x + pair.white, pair.black, words);
+        x += pair.sum;
+    }
+    given = in;
+    return x;
+}
+
 // Decodes one line into a white one. EOLs ahead of the first run are passed over; an EOL behind it or a
 // run past the width fail the line, and what is left of it is taken for the next one.
 LineEnd decode_line(CcittBits& in, const CcittLine& line, i32 width)
@@ -17,6 +43,14 @@ LineEnd decode_line(CcittBits& in, const CcittLine& line, i32 width)
     bool black = false;
     bool at_start = true;
     for (i32 x = 0; x < width;) {
+        if (!black) {
+            i32 const from = x;
+            x = decode_pairs(in, line.words, x, width);
+            at_start = at_start && x == from;
+            if (x >= width) {
+                break;
+            }
+        }
         const CcittRunTable& table = black ? ccitt_black_runs : ccitt_white_runs;
         i32 run = ccitt_read_run(in, table);
         if (run == kCcittEolRun) {

@@ -12,20 +12,13 @@ namespace
 // The line being decoded. `b` points into the changing elements of the line above, `c` behind the last
 // of this line; both lists have two elements of -1 ahead of their first.
 struct T6Line {
-    i32 a0 = 0;
+    i32 a0;
     const i32* b;
     const i32* b_first;  // lowest element
     i32* c;
     i32* c_end;  // records end here
-    bool black = false;
+    bool black;
 };
-
-void skip_passed(T6Line& line)
-{
-    while (*line.b <= line.a0) {
-        line.b += 2;
-    }
-}
 
 // False where the list is full.
 bool record(T6Line& line)
@@ -62,68 +55,71 @@ bool decode_horizontal(CcittBits& in, T6Line& line, const CcittLine& pixels, i32
     return true;
 }
 
-// a1 lies `shift` pixels right of b1.
-bool decode_vertical(T6Line& line, const CcittLine& pixels, i32 shift)
+// Paints from a0 to `end`, either of which may lie outside the line.
+inline void paint_to(const T6Line& line, i32 end, const CcittLine& pixels)
 {
-    i32 const from = line.a0;
-    line.a0 = *line.b++ + shift;
-    if (!record(line)) {
+    i32 const count = end - line.a0;
+    if (static_cast<u32>(count) < 64 && line.a0 >= 0) [[likely]] {
+        ccitt_paint_short(line.a0, count, pixels.words);
+    } else {
+        ccitt_paint_black(line.a0, count, pixels);
+    }
+}
+
+// A vertical mode: a1 stands by b1. False where a list has no more room.
+inline bool decode_vertical(T6Line& line, CcittModeEntry code, const CcittLine& pixels)
+{
+    i32 const a1 = *line.b + code.shift;
+    line.b += code.step;
+    if (line.c == line.c_end || line.b < line.b_first) [[unlikely]] {
         return false;
     }
-    if (shift < 0) {
-        line.b -= 2;
-        if (line.b < line.b_first) {
-            return false;
-        }
-    }
+    *line.c++ = a1;
     if (line.black) {
-        ccitt_paint_black(from, line.a0 - from, pixels);
+        paint_to(line, a1, pixels);
     }
+    line.a0 = a1;
     line.black = !line.black;
     return true;
 }
 
 // Decodes one line into a white one. False ends the strip, with the line as far as it got.
-bool decode_line(CcittBits& in, T6Line& line, const CcittLine& pixels, i32 width)
+bool decode_line(CcittBits& given, T6Line& given_line, const CcittLine& pixels, i32 width)
 {
+    CcittBits in = given;  // both apart from what pixels and lists could alias
+    T6Line line = given_line;
+    bool whole = true;
     while (line.a0 < width) {
         if (!ccitt_fill(in)) {
-            return false;
+            whole = false;
+            break;
         }
         CcittModeEntry const code = ccitt_mode_table[in.bits >> (64 - kCcittModeBits)];
         ccitt_skip(in, code.length);
-        switch (code.mode) {
-        case kModeInvalid: return false;
-        case kModePass: {
+        if (code.step != 0) [[likely]] {
+            whole = decode_vertical(line, code, pixels);
+        } else if (code.mode == kModePass) {
             i32 const end = line.b[1];
             line.b += 2;
             if (line.black) {
-                ccitt_paint_black(line.a0, end - line.a0, pixels);
+                paint_to(line, end, pixels);
             }
             line.a0 = end;
             continue;
+        } else {
+            whole = code.mode == kModeHorizontal && decode_horizontal(in, line, pixels, width);
         }
-        case kModeHorizontal:
-            if (!decode_horizontal(in, line, pixels, width)) {
-                return false;
-            }
-            break;
-        case kModeV0:
-            if (!decode_vertical(line, pixels, 0)) {
-                return false;
-            }
-            continue;
-        default:
-            if (!decode_vertical(line, pixels, code.mode - kModeV0)) {
-                return false;
-            }
+        if (!whole) {
             break;
         }
-        if (line.a0 < width) {
-            skip_passed(line);
+        // The next b1 lies right of a0; behind V0 it does as it stands.
+        while (code.mode != kModeV0 && *line.b <= line.a0 && line.a0 < width) {
+            line.b += 2;
         }
     }
-    return true;
+    given = in;
+    given_line = line;
+    return whole;
 }
 
 }  // namespace

@@ -50,9 +50,9 @@ constexpr void enter(std::array<Entry, size>& table, u32 table_bits, const Ccitt
     }
 }
 
-constexpr std::array<CcittRun, 1 << kCcittMaxBits> run_table(const CcittRunCodes& codes)
+constexpr CcittRunTable run_table(const CcittRunCodes& codes)
 {
-    std::array<CcittRun, 1 << kCcittMaxBits> table = {};
+    CcittRunTable table = {};
     for (i32 i = 0; i < kCcittCodes; ++i) {
         const CcittCode& code = codes[static_cast<usize>(i)];
         CcittRun const run = {.run = static_cast<u16>(ccitt_run_of(i) & 0xFFF),
@@ -63,20 +63,45 @@ constexpr std::array<CcittRun, 1 << kCcittMaxBits> run_table(const CcittRunCodes
     return table;
 }
 
+constexpr std::array<CcittPair, 1 << kCcittMaxBits> pair_table()
+{
+    std::array<CcittPair, 1 << kCcittMaxBits> table = {};
+    for (u32 white = 0; white < kCcittTerminating; ++white) {
+        const CcittCode& first = ccitt_white_codes[white];
+        for (u32 black = 1; black < kCcittTerminating; ++black) {
+            const CcittCode& second = ccitt_black_codes[black];
+            if (first.length + second.length > static_cast<i32>(kCcittMaxBits)) {
+                continue;
+            }
+            CcittCode both;
+            both.bits = static_cast<u16>(first.bits << second.length | second.bits);
+            both.length = static_cast<u8>(first.length + second.length);
+            enter(table, kCcittMaxBits, both,
+                  CcittPair{static_cast<u8>(white), static_cast<u8>(black), both.length,
+                            static_cast<u8>(white + black)});
+        }
+    }
+    return table;
+}
+
 constexpr std::array<CcittModeEntry, 1 << kCcittModeBits> mode_table()
 {
     std::array<CcittModeEntry, 1 << kCcittModeBits> table = {};
     for (u8 mode = kModePass; mode < kCcittModes; ++mode) {
         const CcittCode& code = ccitt_mode_codes[mode];
-        enter(table, kCcittModeBits, code, CcittModeEntry{static_cast<CcittMode>(mode), code.length});
+        i8 const shift = static_cast<i8>(mode < kModeVL3 ? 0 : mode - kModeV0);
+        i8 const step = static_cast<i8>(mode < kModeVL3 ? 0 : shift < 0 ? -1 : 1);
+        enter(table, kCcittModeBits, code,
+              CcittModeEntry{static_cast<CcittMode>(mode), code.length, shift, step});
     }
     return table;
 }
 
 }  // namespace
 
-constexpr std::array<CcittRun, 1 << kCcittMaxBits> ccitt_white_runs = run_table(ccitt_white_codes);
-constexpr std::array<CcittRun, 1 << kCcittMaxBits> ccitt_black_runs = run_table(ccitt_black_codes);
+constexpr CcittRunTable ccitt_white_runs = run_table(ccitt_white_codes);
+constexpr CcittRunTable ccitt_black_runs = run_table(ccitt_black_codes);
+constexpr std::array<CcittPair, 1 << kCcittMaxBits> ccitt_pairs = pair_table();
 constexpr std::array<CcittModeEntry, 1 << kCcittModeBits> ccitt_mode_table = mode_table();
 
 }  // namespace orv

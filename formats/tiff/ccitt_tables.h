@@ -293,13 +293,29 @@ struct CcittRun {
 
 inline constexpr i32 kCcittEolRun = 4095;  // the run of the EOL code
 
-extern const std::array<CcittRun, 1 << kCcittMaxBits> ccitt_white_runs;
-extern const std::array<CcittRun, 1 << kCcittMaxBits> ccitt_black_runs;
+using CcittRunTable = std::array<CcittRun, 1 << kCcittMaxBits>;
 
-// What the next 7 bits begin with.
+extern const CcittRunTable ccitt_white_runs;
+extern const CcittRunTable ccitt_black_runs;
+
+// A white run and a black one behind it, both below 64 and the black one not 0, where 13 bits hold the
+// codes of both; else length 0.
+struct CcittPair {
+    u8 white;
+    u8 black;
+    u8 length;
+    u8 sum;  // of the runs
+};
+
+extern const std::array<CcittPair, 1 << kCcittMaxBits> ccitt_pairs;
+
+// What the next 7 bits begin with. In the vertical modes a1 lies `shift` right of b1, and `step` leads to
+// the changing element from which the next b1 is sought.
 struct CcittModeEntry {
     CcittMode mode;
     u8 length;
+    i8 shift;
+    i8 step;  // 0 in the other modes
 };
 
 inline constexpr u32 kCcittModeBits = 7;
