@@ -3,9 +3,12 @@
 #include <stdio.h>
 #include <stdlib.h>
 
-static int16_t number(const char *text) { return (int16_t)strtol(text, NULL, 10); }
+static int16_t number(const char* text)
+{
+    return (int16_t)strtol(text, NULL, 10);
+}
 
-int main(int argc, char **argv)
+int main(int argc, char** argv)
 {
     int16_t result;
     int16_t image = argc == 7 ? IMG_decompress_bitmap(argv[1]) : ORV_UNREADABLE;

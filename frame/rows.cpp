@@ -17,7 +17,7 @@ i16 RowStride(i16 width, i16 bits)
 i16 palette_bytes(const BITMAPINFOHEADER& header)
 {
     // Depths above 8 other than 24 pass through here on their way to being refused.
-    if (header.biBitCount == 24 || header.biBitCount > 12) {
+    if (header.biBitCount > 12) {
         return 0;
     }
     return static_cast<i16>((1 << header.biBitCount) * 4);

@@ -17,7 +17,8 @@ std::string temp_path(const std::string& name);  // in the process's directory, 
 std::vector<u8> read_file(const std::string& path);
 void write_file(const std::string& path, std::span<const u8> bytes);
 
-// Every fixture below tests/data/FOLDER, by path, without documents (*.md) and recipes (*.sh). None at all fails the test.
+// Every fixture below tests/data/FOLDER by path, not the documents (*.md) and recipes (*.sh). None at all
+// fails the test.
 std::vector<std::string> fixtures(const std::string& folder);
 
 // Runs a shell command. One that fails also fails the test, with what the command printed.
