@@ -58,7 +58,7 @@ static inline i32 ccitt_read_run(CcittBits& in, const CcittRunTable& table)
         if (!ccitt_fill(in)) {
             return -1;
         }
-        CcittRun const run = table[in.bits >> (64 - kCcittMaxBits)];
+        CcittRun const run = table[static_cast<usize>(in.bits >> (64 - kCcittMaxBits))];
         if (run.length != 0) [[likely]] {
             ccitt_skip(in, run.length);
             return run.run;

@@ -94,7 +94,7 @@ bool decode_line(CcittBits& given, T6Line& given_line, const CcittLine& pixels, 
             whole = false;
             break;
         }
-        CcittModeEntry const code = ccitt_mode_table[in.bits >> (64 - kCcittModeBits)];
+        CcittModeEntry const code = ccitt_mode_table[static_cast<usize>(in.bits >> (64 - kCcittModeBits))];
         ccitt_skip(in, code.length);
         if (code.step != 0) [[likely]] {
             whole = decode_vertical(line, code, pixels);

@@ -29,7 +29,7 @@ Colours first_row(const PcxParts& parts)
     const Picture picture = load_picture(pcx_file(parts));
     EXPECT_EQ(picture.height, parts.height);
     return {picture.pixels.begin(),
-            picture.pixels.begin() + std::min<i64>(picture.width, std::ssize(picture.pixels))};
+            picture.pixels.begin() + std::min<std::ptrdiff_t>(picture.width, std::ssize(picture.pixels))};
 }
 
 TEST(PcxRead, PalettesByVersionAndInfo)
