@@ -211,8 +211,8 @@ TEST(Orvimg, ViewDrawsHalfBlocks)
     const Picture four = picture_of(handle);
     IMG_delete_bitmap(handle);
     std::string wanted;
-    for (const size_t x : {0, 1}) {
-        for (const size_t y : {0, 1}) {
+    for (const size_t x : {0U, 1U}) {
+        for (const size_t y : {0U, 1U}) {
             const u32 colour = four.pixels[y * 2 + x];
             char code[32];
             std::snprintf(code, sizeof code, "\033[%d;2;%u;%u;%um", y == 0 ? 38 : 48, colour >> 16,

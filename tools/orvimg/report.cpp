@@ -55,6 +55,8 @@ Progress::~Progress()
 
 void Progress::next_part(const std::string& label)
 {
+    if (quiet_)
+        return;
     part_ = std::min(part_ + 1, parts_ - 1);
     label_ = label;
     draw(0);
