@@ -24,7 +24,7 @@ i32 decode_pairs(CcittBits& given, u64* words, i32 x, i32 width)
                 return x;
             }
         }
-        CcittPair const pair = ccitt_pairs[in.bits >> (64 - kCcittMaxBits)];
+        CcittPair const pair = ccitt_pairs[static_cast<usize>(in.bits >> (64 - kCcittMaxBits))];
         if (pair.length == 0 || pair.sum > width - x) {
             break;
         }
