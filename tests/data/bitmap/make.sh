@@ -1,8 +1,8 @@
 #!/bin/sh
-# Makes the PCX, DCX and TGA fixtures from four pictures, by netpbm, ImageMagick 6 and Pillow.
+# Makes the PCX, DCX and TGA fixtures from a few pictures, by netpbm, ImageMagick 6 and Pillow.
 # Run in tests/data. Every file must come back as its picture, pixel for pixel; the first word of a
-# name says which picture it is. The one named unread has a depth
-# that no image has. Names with "15" hold five bits a colour.
+# name says which picture it is. The one named unread has a depth that no image has. Names with "15"
+# hold five bits a colour.
 set -e
 convert=convert-im6.q16
 rm -f bitmap/*.p?m pcx/* dcx/* tga/*

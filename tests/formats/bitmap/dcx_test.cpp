@@ -16,13 +16,6 @@ i16 page_count(const std::string& path)
     return count;
 }
 
-// A page of its own size and depth, without 8 bits: of those only the last page finds its palette.
-int page_image(int n)
-{
-    constexpr int kDepths[] = {1, 4, 24};
-    return make_image(20 + n % 7, 3 + n % 5, kDepths[n % 3], static_cast<unsigned>(n));
-}
-
 TEST(Dcx, AHundredPages)
 {
     reset_jobs();
@@ -30,7 +23,9 @@ TEST(Dcx, AHundredPages)
     std::vector<Picture> pictures;
     usize size = 404;
     for (usize n = 0; n < 100; ++n) {
-        const int handle = page_image(static_cast<int>(n));
+        // Of pages of 8 bits only the last one would find its palette.
+        const int k = static_cast<int>(n);
+        const int handle = make_image(20 + k % 7, 3 + k % 5, k % 3 == 0 ? 1 : k % 3 == 1 ? 4 : 24, 7);
         pictures.push_back(picture_of(handle));
         ASSERT_EQ(save(handle, path, ORV_FORMAT_DCX), 0) << n;
         IMG_delete_bitmap(handle);
@@ -43,7 +38,7 @@ TEST(Dcx, AHundredPages)
     for (int n = 0; n < 100; ++n) {
         expect_same(load_picture(full, n), pictures[static_cast<usize>(n)], "a page of all");
     }
-    const int handle = page_image(0);
+    const int handle = make_image(9, 2, 4, 1);
     EXPECT_EQ(save(handle, path, ORV_FORMAT_DCX), kBadData);
     IMG_delete_bitmap(handle);
     EXPECT_EQ(read_file(path), full);
@@ -53,25 +48,31 @@ TEST(Dcx, AHundredPages)
     }
 }
 
-TEST(Dcx, ProgressOfATwoPageJob)
+// `start`, twenty ticks of `step` that stop at `cap`, and `end`.
+std::vector<int> reports(std::vector<int> start, int step, int cap, const std::vector<int>& end)
+{
+    for (int tick = 0; tick < 20; ++tick) {
+        start.push_back(std::min(start.back() + step, cap));
+    }
+    start.insert(start.end(), end.begin(), end.end());
+    return start;
+}
+
+TEST(Dcx, ProgressOfPagesAndOfASinglePcx)
 {
     reset_jobs();
-    const int handle = make_image(8, 20, 1, 1);
+    const int handle = make_image(8, 40, 1, 1);
     const std::string path = temp_path("job.dcx");
-    // The first page goes from 1 by the bumps of its PCX file and 2 a row to 35, which is 70 hundredths of its
-    // half; then to 37, by 5, 10 and 5 points with the page counted once, and to 50.
-    std::vector<int> first = {1, 2, 4};
-    std::vector<int> second = {52, 54};
-    for (int row = 0; row < 20; ++row) {
-        first.push_back(std::min(first.back() + 2, 35));
-        second.push_back(std::min(second.back() + 2, 85));
-    }
-    first.insert(first.end(), {35, 37, 39, 44, 46, 50, 0});
-    second.insert(second.end(), {85, 87, 92, 100, 100, 100, 0});
-    EXPECT_EQ(save_reporting(handle, path, ORV_FORMAT_DCX, 2), first);
+    // 70 hundredths of a page's half are 35, 75 are 37. Behind its PCX file come 5, 10 and 5 points, the page
+    // counted once for each page so far.
+    EXPECT_EQ(save_reporting(handle, path, ORV_FORMAT_DCX, 2),
+              reports({1, 2, 4}, 2, 35, {35, 37, 39, 44, 46, 50, 0}));
     EXPECT_EQ(dcx_writing, 1);
-    EXPECT_EQ(save_reporting(handle, path, ORV_FORMAT_DCX, 2), second);
+    EXPECT_EQ(save_reporting(handle, path, ORV_FORMAT_DCX, 2),
+              reports({52, 54}, 2, 85, {85, 87, 92, 100, 100, 100, 0}));
     EXPECT_TRUE(dcx_writing == 0 && save_page_counter == 0);
+    EXPECT_EQ(save_reporting(handle, path, ORV_FORMAT_PCX, 1), reports({1, 5, 10}, 4, 90, {90, 100, 0}));
+    EXPECT_EQ(save_page_counter, 0);
     IMG_delete_bitmap(handle);
 }
 

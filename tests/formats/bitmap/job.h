@@ -70,7 +70,8 @@ struct Field {
 inline Bytes file_of(Bytes header, const std::vector<Field>& fields, const Bytes& rest)
 {
     for (const Field& field : fields) {
-        std::copy(field.bytes.begin(), field.bytes.end(), header.begin() + static_cast<std::ptrdiff_t>(field.at));
+        std::copy(field.bytes.begin(), field.bytes.end(),
+                  header.begin() + static_cast<std::ptrdiff_t>(field.at));
     }
     header.resize(header.size() + rest.size());
     std::copy(rest.begin(), rest.end(), header.end() - std::ssize(rest));

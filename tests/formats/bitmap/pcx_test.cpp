@@ -148,21 +148,6 @@ TEST(PcxWrite, StandardResolutionLeavesOutEveryOtherLine)
     reset_jobs();
 }
 
-TEST(PcxWrite, Progress)
-{
-    reset_jobs();
-    const int handle = make_image(8, 100, 1, 5);
-    // 1; two bumps of 5; 4 at every fifth row, never above 90; 90; 100.
-    std::vector<int> expected = {1, 5, 10};
-    for (int row = 4; row < 100; row += 5) {
-        expected.push_back(std::min(expected.back() + 4, 90));
-    }
-    expected.insert(expected.end(), {90, 100, 0});
-    EXPECT_EQ(save_reporting(handle, temp_path("progress.pcx"), ORV_FORMAT_PCX, 1), expected);
-    EXPECT_EQ(save_page_counter, 0);
-    IMG_delete_bitmap(handle);
-}
-
 // Bytes that repeat now and then, a third of them with the two top bits set.
 Bytes runny_bytes(usize count, unsigned seed)
 {

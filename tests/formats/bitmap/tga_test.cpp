@@ -59,7 +59,6 @@ TEST(TgaRead, PacketsCrossRows)
 TEST(TgaRead, RefusesWhatMakesNoPicture)
 {
     EXPECT_EQ(load(tga_file({{12, {0}}}, {})), kBadData);
-    EXPECT_EQ(load(tga_file({{14, {0}}}, {})), kBadData);
     EXPECT_EQ(load(tga_file({{12, {0, 43}}}, {})), kNotSupported) << "a row above 32,764 bytes";
     EXPECT_EQ(load(tga_file({{16, {4}}}, {})), kNotSupported);
     EXPECT_EQ(load(tga_file({{1, {1}}, {7, {8}}}, {})), kBadData);
