@@ -12,6 +12,9 @@ namespace orvimg
 namespace
 {
 
+// Finding a page takes longer the further back it lies, so of endless files the first pages are listed.
+constexpr int kMostListed = 1000;
+
 // What is told of one page.
 struct PageInfo {
     int page = 1;
@@ -82,7 +85,7 @@ FileInfo info_of_file(const std::string& name, std::optional<int> only_page)
         info.page_count = file.detected() < 0 ? 1 : file.page_count();
         file.require_page(only_page.value_or(1));
         const int first = only_page.value_or(1);
-        const int last = only_page.value_or(info.page_count);
+        const int last = only_page.value_or(std::min(info.page_count, kMostListed));
         for (int page = first; page <= last; ++page)
             info.pages.push_back(info_of_page(file, page));
         const PageInfo& shown = info.pages.front();
@@ -130,6 +133,8 @@ void print_text(const FileInfo& info)
     for (const PageInfo& page : info.pages)
         std::printf("    %-4d      %s, %s\n", page.page, size_text(page).c_str(),
                     resolution_text(page.extra).c_str());
+    if (info.page_count > kMostListed)
+        std::printf("    ...       %d more; --page N tells of one\n", info.page_count - kMostListed);
 }
 
 // ---- as JSON
