@@ -303,7 +303,7 @@ u32 packbits_codes(ChunkReader& in, u8* row, u32 done, u32 row_bytes)
         bool const run = code > 128;
         u32 const count = run ? 257 - code : code + 1;
         // One block, of the run's byte or of what follows, does for most codes.
-        u64 const repeated = *from * 0x0101010101010101;
+        u64 const repeated = u64{*from} * 0x0101010101010101U;
         u64 words[2];
         std::memcpy(words, from, kBlock);
         words[0] = run ? repeated : words[0];
