@@ -114,7 +114,7 @@ std::string resolution_text(const ExtraInfo& extra)
 std::string size_text(const PageInfo& page)
 {
     if (page.code < 0)
-        return "cannot be read: " + words_for(page.code);
+        return words_for(page.code);
     return std::to_string(page.size.width) + " x " + std::to_string(page.size.height) + " pixels, " +
            counted(page.size.bits, "bit");
 }
@@ -130,9 +130,10 @@ void print_text(const FileInfo& info)
     std::printf("  pages       %d\n", info.page_count);
     if (info.pages.size() < 2)
         return;
-    for (const PageInfo& page : info.pages)
-        std::printf("    %-4d      %s, %s\n", page.page, size_text(page).c_str(),
-                    resolution_text(page.extra).c_str());
+    for (const PageInfo& page : info.pages) {
+        const std::string resolution = page.code < 0 ? "" : ", " + resolution_text(page.extra);
+        std::printf("    %-4d      %s%s\n", page.page, size_text(page).c_str(), resolution.c_str());
+    }
     if (info.page_count > kMostListed)
         std::printf("    ...       %d more; --page N tells of one\n", info.page_count - kMostListed);
 }
