@@ -3,7 +3,7 @@
 add_library(orvimg32 SHARED $<TARGET_OBJECTS:orv_objects>)
 add_library(orvimg32_static STATIC $<TARGET_OBJECTS:orv_objects>)
 set_target_properties(orvimg32 PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION 1)
-target_link_options(orvimg32 PRIVATE -Wl,--as-needed -Wl,--version-script=${CMAKE_SOURCE_DIR}/cmake/exports.map)
+target_link_options(orvimg32 PRIVATE -static-libgcc -Wl,--as-needed -Wl,--version-script=${CMAKE_SOURCE_DIR}/cmake/exports.map)
 set_target_properties(orvimg32 PROPERTIES LINK_DEPENDS ${CMAKE_SOURCE_DIR}/cmake/exports.map)
 if(NOT ORV_SANITIZE)  # clang leaves the sanitizers' runtime to the program
     target_link_options(orvimg32 PRIVATE -Wl,--no-undefined)
