@@ -38,7 +38,7 @@ target_link_libraries(crop_shared OrvImg32::orvimg32)
 add_executable(crop_static ${CROP})
 target_link_libraries(crop_static OrvImg32::orvimg32_static)
 CMAKE
-cmake -S "$work" -B "$work/consumer" -DCMAKE_PREFIX_PATH="$work/tree" -DCROP="$sources/examples/crop.c" \
+cmake -G Ninja -S "$work" -B "$work/consumer" -DCMAKE_PREFIX_PATH="$work/tree" -DCROP="$sources/examples/crop.c" \
     -DCMAKE_C_COMPILER="$cc" -DCMAKE_CXX_COMPILER="$cxx" -DCMAKE_C_FLAGS="$*" -DCMAKE_CXX_FLAGS="$*" >/dev/null
 cmake --build "$work/consumer" >/dev/null
 crop "$work/consumer/crop_shared"
