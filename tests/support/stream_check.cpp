@@ -5,9 +5,15 @@ namespace orv::test
 
 u64 fnv1a(u64 digest, const void* bytes, usize count)
 {
+    constexpr u64 kPrime = 0x100000001B3;
     const u8* p = static_cast<const u8*>(bytes);
-    for (usize i = 0; i < count; i++) {
-        digest = (digest ^ p[i]) * 0x100000001B3;
+    for (; count >= sizeof(u64); count -= sizeof(u64), p += sizeof(u64)) {
+        u64 word;
+        std::memcpy(&word, p, sizeof word);
+        digest = (digest ^ word ^ word >> 32) * kPrime;
+    }
+    for (; count > 0; count--) {
+        digest = (digest ^ *p++) * kPrime;
     }
     return digest;
 }

@@ -21,6 +21,7 @@ struct StreamCheck {
 i16 check_header(ImageHeader* header, void* user_data);
 i16 check_row(const void* row, void* user_data, i16 row_number, i16 length);
 
+// FNV-1a, for speed by words of eight bytes.
 u64 fnv1a(u64 digest, const void* bytes, usize count);
 
 }  // namespace orv::test
