@@ -146,6 +146,15 @@ TEST(BmpRead, RunLengthRows)
     }
 }
 
+TEST(BmpRead, RunsPastTheWidthAreCutAlsoFarFromTheDataEnd)
+{
+    for (const Bytes& start : {Bytes{0, 6, 1, 1, 1, 1, 1, 1}, Bytes{6, 1}, Bytes{4, 1, 2, 1}}) {
+        Bytes code = start;
+        code.resize(600);
+        EXPECT_EQ(decode(bmp_file({5, 1, 8, 1}, code)).rows, (std::vector<Row>{{0, {1, 1, 1, 1, 1, 0, 0, 0}}}));
+    }
+}
+
 TEST(BmpRead, CodesSplitByARefillDecodeAlike)
 {
     // Rows of 1 to 40 pixels a code, so that codes of every length cross the chunk's end somewhere.
@@ -249,6 +258,7 @@ TEST(BmpWrite, RunLengthRows)
     EXPECT_EQ(encoded_row(8, 8, Bytes(8, 9)), (Bytes{8, 9, 0, 0}));
     EXPECT_EQ(encoded_row(5, 8, {1, 2, 3, 4, 5, 0x55, 0x55, 0x55}), (Bytes{0, 5, 1, 2, 3, 4, 5, 0, 0, 0}));
     EXPECT_EQ(encoded_row(5, 8, {1, 2, 3, 4, 5, 5, 5, 5}), (Bytes{0, 5, 1, 2, 3, 4, 5, 0, 0, 0}));
+    EXPECT_EQ(encoded_row(4, 8, {1, 2, 3, 4}), (Bytes{0, 4, 1, 2, 3, 4, 0, 0}));
     EXPECT_EQ(encoded_row(3, 8, {1, 2, 3, 3}), (Bytes{1, 1, 1, 2, 1, 3, 0, 0}));
     EXPECT_EQ(encoded_row(300, 8, Bytes(300, 6)), (Bytes{255, 6, 45, 6, 0, 0}));
     EXPECT_EQ(encoded_row(8, 8, {1, 2, 3, 4, 7, 7, 7, 7}), (Bytes{0, 4, 1, 2, 3, 4, 4, 7, 0, 0}));
