@@ -148,7 +148,7 @@ TEST(BmpRead, RunLengthRows)
 
 TEST(BmpRead, RunsPastTheWidthAreCutAlsoFarFromTheDataEnd)
 {
-    for (const Bytes& start : {Bytes{0, 6, 1, 1, 1, 1, 1, 1}, Bytes{6, 1}, Bytes{4, 1, 2, 1}}) {
+    for (const Bytes& start : {Bytes{1, 1, 0, 5, 1, 1, 1, 1, 1, 0}, Bytes{6, 1}, Bytes{4, 1, 2, 1}}) {
         Bytes code = start;
         code.resize(600);
         EXPECT_EQ(decode(bmp_file({5, 1, 8, 1}, code)).rows, (std::vector<Row>{{0, {1, 1, 1, 1, 1, 0, 0, 0}}}));
