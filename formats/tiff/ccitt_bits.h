@@ -10,71 +10,93 @@
 namespace orv
 {
 
-// The data is followed by zeros without end; what decodes them ends as soon as no real bit is left.
+// The next bits of the data, from the top, and how many of them are real: the data is followed by zeros
+// without end, and what decodes it ends as soon as no real bit is left. `count` is below 0 when zeros
+// behind the data have been used.
 struct CcittBits {
+    u64 bits;
+    i32 count;
+};
+
+// What refills it. The decoders' loops keep the bits apart from here, where nothing that they write can
+// alias them.
+struct CcittInput {
     ChunkReader in;
-    u64 bits;       // the next bits, from the top
-    i32 count;      // how many of them are real; below 0 when zeros behind the data have been used
     bool reversed;  // fill order 2: the first bit of each byte is its lowest
     bool limited;   // the data ends `left` bytes on
     u32 left;
     i64 used;  // bytes of the chunks that have gone
 };
 
-// Refills the chunk and the register; true if there is a real bit.
-bool ccitt_refill(CcittBits& in);
+// Refills the chunk and gives the bits filled up: count above 0 if there is a real one.
+CcittBits ccitt_refill(CcittInput& input, CcittBits bits);
 
 static inline u64 load_be64(const u8* p)
 {
     return u64{load_be32(p)} << 32 | load_be32(p + 4);
 }
 
-// Sees to it that the register holds at least 32 real bits or all that are left. False if none is left.
-static inline bool ccitt_fill(CcittBits& in)
+// Sees to it that there are at least 32 real bits or all that are left. False if none is left.
+[[gnu::always_inline]] static inline bool ccitt_fill(CcittInput& input, CcittBits& bits)
 {
-    if (in.count >= 32) [[likely]] {
+    if (bits.count >= 32) [[likely]] {
         return true;
     }
-    if (chunk_available(in.in) >= 8) [[likely]] {
-        in.bits |= load_be64(in.in.buffer + in.in.pos) >> in.count;
-        u32 const bytes = static_cast<u32>(63 - in.count) / 8;
-        in.in.pos += bytes;
-        in.count += static_cast<i32>(8 * bytes);
+    if (chunk_available(input.in) >= 8) [[likely]] {
+        bits.bits |= load_be64(input.in.buffer + input.in.pos) >> bits.count;
+        u32 const bytes = static_cast<u32>(63 - bits.count) / 8;
+        input.in.pos += bytes;
+        bits.count += static_cast<i32>(8 * bytes);
         return true;
     }
-    return ccitt_refill(in);
+    bits = ccitt_refill(input, bits);
+    return bits.count > 0;
 }
 
-static inline void ccitt_skip(CcittBits& in, u32 count)
+// The next `count` bits as a table's index.
+static inline usize ccitt_peek(const CcittBits& bits, u32 count)
 {
-    in.bits <<= count;
-    in.count -= static_cast<i32>(count);
+    return static_cast<usize>(bits.bits >> (64 - count));
+}
+
+static inline void ccitt_skip(CcittBits& bits, u32 count)
+{
+    bits.bits <<= count;
+    bits.count -= static_cast<i32>(count);
+}
+
+// Passes over bits that are no code: one, or more where they are zeros. The last eleven of a row of zeros
+// may belong to an EOL; nothing begins with more.
+static inline void ccitt_skip_bad(CcittBits& bits)
+{
+    i32 const zeros = std::countl_zero(bits.bits);
+    i32 const spare = (zeros < bits.count ? zeros : bits.count) - 11;
+    ccitt_skip(bits, static_cast<u32>(spare < 1 ? 1 : spare));
 }
 
 // Reads one code of a colour. Bits that are no code are passed over one by one. -1 at the end of data.
-static inline i32 ccitt_read_run(CcittBits& in, const CcittRunTable& table)
+[[gnu::always_inline]] static inline i32 ccitt_read_run(CcittInput& input, CcittBits& bits,
+                                                        const CcittRunTable& table)
 {
     for (;;) {
-        if (!ccitt_fill(in)) {
+        if (!ccitt_fill(input, bits)) {
             return -1;
         }
-        CcittRun const run = table[static_cast<usize>(in.bits >> (64 - kCcittMaxBits))];
+        CcittRun const run = table[ccitt_peek(bits, kCcittMaxBits)];
         if (run.length != 0) [[likely]] {
-            ccitt_skip(in, run.length);
+            ccitt_skip(bits, run.length);
             return run.run;
         }
-        // The last eleven of a row of zeros may belong to an EOL; nothing begins with more.
-        i32 const zeros = std::countl_zero(in.bits);
-        i32 const spare = (zeros < in.count ? zeros : in.count) - 11;
-        ccitt_skip(in, static_cast<u32>(spare < 1 ? 1 : spare));
+        ccitt_skip_bad(bits);
     }
 }
 
 // Adds the codes that follow a make-up code. Sums of a hostile file stop at a length that no line has.
-static inline i32 ccitt_finish_run(CcittBits& in, const CcittRunTable& table, i32 run)
+[[gnu::always_inline]] static inline i32 ccitt_finish_run(CcittInput& input, CcittBits& bits,
+                                                          const CcittRunTable& table, i32 run)
 {
     for (i32 code = run; code >= 64;) {
-        code = ccitt_read_run(in, table);
+        code = ccitt_read_run(input, bits, table);
         if (code < 0) {
             return -1;
         }

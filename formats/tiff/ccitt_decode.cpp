@@ -37,7 +37,7 @@ void reverse_bits(u8* bytes, u32 count)
 }
 
 // Refills the chunk behind what is unread.
-void refill_chunk(CcittBits& in)
+void refill_chunk(CcittInput& in)
 {
     u32 const unread = chunk_available(in.in);
     in.used += in.in.pos;
@@ -58,16 +58,16 @@ void refill_chunk(CcittBits& in)
 
 }  // namespace
 
-bool ccitt_refill(CcittBits& in)
+CcittBits ccitt_refill(CcittInput& input, CcittBits bits)
 {
-    if (!in.in.ended) {
-        refill_chunk(in);
+    if (!input.in.ended) {
+        refill_chunk(input);
     }
-    while (in.count <= 56 && in.in.pos < in.in.fill) {
-        in.bits |= u64{in.in.buffer[in.in.pos++]} << (56 - in.count);
-        in.count += 8;
+    while (bits.count <= 56 && input.in.pos < input.in.fill) {
+        bits.bits |= u64{input.in.buffer[input.in.pos++]} << (56 - bits.count);
+        bits.count += 8;
     }
-    return in.count > 0;
+    return bits;
 }
 
 // ---- rows
@@ -99,24 +99,47 @@ void ccitt_clear(const CcittLine& line)
     std::fill_n(line.words, line.count, ~u64{0});
 }
 
+namespace
+{
+
+// Writes the line's first `length` bytes, a multiple of 4.
+void store_line(const CcittLine& line, u8* row, i32 length)
+{
+    auto const in_order = [](u64 word) {
+        return std::endian::native == std::endian::little ? __builtin_bswap64(word) : word;
+    };
+    for (i32 i = 0; i < length / 8; ++i) {
+        u64 const word = in_order(line.words[i]);
+        std::memcpy(row + i * 8, &word, 8);
+    }
+    u64 const word = in_order(line.words[length / 8]);
+    std::memcpy(row + length / 8 * 8, &word, static_cast<usize>(length % 8));
+}
+
+}  // namespace
+
 void ccitt_deliver(StripWalk& walk, const CcittDecoder& decoder, const CcittLine& line, i32 row_number)
 {
-    i32 const stride = tiff_row_stride(static_cast<i16>(decoder.width), 1);
-    for (i32 i = 0; i * 8 < stride; ++i) {
-        u64 word = line.words[i];
-        if constexpr (std::endian::native == std::endian::little) {
-            word = __builtin_bswap64(word);
-        }
-        std::memcpy(decoder.row + i * 8, &word, 8);
-    }
-    i16 const length = tiff_prepare_row(*decoder.dir, decoder.row);
-    if (line_doubling) {
-        tiff_row_callback(decoder.row, tiff_user_data, static_cast<i16>(2 * row_number), length);
-        tiff_row_callback(decoder.row, tiff_user_data, static_cast<i16>(2 * row_number + 1), length);
-    } else {
-        tiff_row_callback(decoder.row, tiff_user_data, static_cast<i16>(row_number), length);
-    }
     ++walk.rows_put;
+    i32 const length = tiff_row_stride(static_cast<i16>(decoder.width), 1);
+    i32 const copies = line_doubling ? 2 : 1;
+    if (!decoder.image.empty()) {
+        i32 const height = walk.plane_height * copies;
+        i64 const stride = static_cast<i64>(decoder.image.size()) / height;
+        u8* const row = decoder.image.data() + (height - 1 - row_number * copies) * stride;
+        store_line(line, row, length);
+        tiff_prepare_row(*decoder.dir, row);
+        if (line_doubling) {
+            std::memcpy(row - stride, row, static_cast<usize>(length));
+        }
+        return;
+    }
+    store_line(line, decoder.row, length);
+    tiff_prepare_row(*decoder.dir, decoder.row);
+    for (i32 i = 0; i < copies; ++i) {
+        tiff_row_callback(decoder.row, tiff_user_data, static_cast<i16>(row_number * copies + i),
+                          static_cast<i16>(length));
+    }
 }
 
 namespace
@@ -125,18 +148,17 @@ namespace
 void decode_ccitt_strip(StripWalk& walk, void* context)
 {
     CcittDecoder& decoder = *static_cast<CcittDecoder*>(context);
-    CcittBits in = {.in = chunk_open(walk.stream, decoder.input, kChunkBytes),
-                    .bits = 0,
-                    .count = 0,
-                    .reversed = decoder.dir->FillOrder == kFillOrderReversed,
-                    .limited = fax_file_open != 0,
-                    .left = fax_page_bytes,
-                    .used = 0};
-    if (ccitt_fill(in)) {
-        decoder.mode == kTiffT6 ? ccitt_decode_strip_2d(walk, decoder, in)
-                                : ccitt_decode_strip_1d(walk, decoder, in);
+    CcittInput input = {.in = chunk_open(walk.stream, decoder.input, kChunkBytes),
+                        .reversed = decoder.dir->FillOrder == kFillOrderReversed,
+                        .limited = fax_file_open != 0,
+                        .left = fax_page_bytes,
+                        .used = 0};
+    CcittBits const bits = ccitt_refill(input, {.bits = 0, .count = 0});
+    if (bits.count > 0) {
+        decoder.mode == kTiffT6 ? ccitt_decode_strip_2d(walk, decoder, input, bits)
+                                : ccitt_decode_strip_1d(walk, decoder, input, bits);
     }
-    walk.bytes_used += in.used + in.in.pos;
+    walk.bytes_used += input.used + input.in.pos;
 }
 
 bool allocate(CcittDecoder& decoder)
@@ -178,6 +200,7 @@ i16 tiff_decode_ccitt(const TiffDirectory& dir, StreamHandle stream, i16 mode)
     decoder.width = static_cast<i32>(dir.ImageWidth);
     bool const allocated = allocate(decoder);
     if (allocated) {
+        decoder.image = frame_image_rows(tiff_row_callback);
         StripWalk walk = strip_walk(dir, stream);
         decode_strips(walk, decode_ccitt_strip, &decoder);
     }

@@ -7,8 +7,7 @@
 namespace orv
 {
 
-// A line of pixels in words, the leftmost pixel in the highest bit; white is 1. There is a word behind
-// the last pixel's.
+// A line of pixels in words, the leftmost pixel in the highest bit; white is 1.
 struct CcittLine {
     u64* words;
     i32 count;  // words: at least one bit more than the delivered row
@@ -18,16 +17,17 @@ struct CcittDecoder {
     const TiffDirectory* dir;
     i16 mode;  // TiffCompression
     i32 width;
-    u8* input;  // kChunkBytes
-    u8* row;    // the line as it is delivered
-    u8* lines;  // the block that holds what follows
+    u8* input;            // kChunkBytes
+    u8* row;              // the line as it is delivered
+    std::span<u8> image;  // the rows of the image being loaded, which lines are put into, or none
+    u8* lines;            // the block that holds what follows
     CcittLine current;
     CcittLine previous;
     i32* reference;  // T.6: changing elements of the line above and of the one at hand
     i32* changes;
 };
 
-// T.6 lists hold this many entries more than a line has pixels: two ahead of the first, four behind
+// T.6 lists hold this many entries more than a line has pixels: three ahead of the first, four behind
 // the last, and room for lines that change without moving on.
 inline constexpr i32 kListMargin = 100;
 
@@ -41,7 +41,9 @@ static inline void ccitt_paint_short(i32 first, i32 count, u64* words)
     u32 const place = static_cast<u32>(first) & 63;
     u64 const mask = ~(~u64{0} >> count);
     word[0] &= ~(mask >> place);
-    word[1] &= ~(mask << 1 << (63 - place));
+    if (place + static_cast<u32>(count) > 64) {
+        word[1] &= ~(mask << (64 - place));
+    }
 }
 
 void ccitt_clear(const CcittLine& line);
@@ -49,7 +51,7 @@ void ccitt_clear(const CcittLine& line);
 // Delivers a line, twice where lines are doubled.
 void ccitt_deliver(StripWalk& walk, const CcittDecoder& decoder, const CcittLine& line, i32 row_number);
 
-void ccitt_decode_strip_1d(StripWalk& walk, CcittDecoder& decoder, CcittBits& in);
-void ccitt_decode_strip_2d(StripWalk& walk, CcittDecoder& decoder, CcittBits& in);
+void ccitt_decode_strip_1d(StripWalk& walk, CcittDecoder& decoder, CcittInput& input, CcittBits bits);
+void ccitt_decode_strip_2d(StripWalk& walk, CcittDecoder& decoder, CcittInput& input, CcittBits bits);
 
 }  // namespace orv

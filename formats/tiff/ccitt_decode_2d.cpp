@@ -9,8 +9,11 @@ namespace orv
 namespace
 {
 
+constexpr i32 kNeverPassed = 0x7FFFFFFF;
+
 // The line being decoded. `b` points into the changing elements of the line above, `c` behind the last
-// of this line; both lists have two elements of -1 ahead of their first.
+// of this line; both lists have two elements of -1 ahead of their first, and one ahead of these that nothing
+// passes.
 struct T6Line {
     i32 a0;
     const i32* b;
@@ -20,43 +23,16 @@ struct T6Line {
     bool black;
 };
 
-// False where the list is full.
-bool record(T6Line& line)
+// After a mode that leaves b1 behind: to the next one of its colour right of a0.
+inline void skip_passed(T6Line& line, i32 width)
 {
-    if (line.c == line.c_end) {
-        return false;
+    while (line.a0 < width && *line.b <= line.a0) {
+        line.b += 2;
     }
-    *line.c++ = line.a0;
-    return true;
-}
-
-// Two runs, the first in the colour at hand, each cut at the width.
-bool decode_horizontal(CcittBits& in, T6Line& line, const CcittLine& pixels, i32 width)
-{
-    for (i32 i = 0; i < 2; ++i) {
-        const CcittRunTable& table = line.black ? ccitt_black_runs : ccitt_white_runs;
-        i32 run = ccitt_read_run(in, table);
-        if (run >= 64) {
-            run = ccitt_finish_run(in, table, run);
-        }
-        if (run < 0) {
-            return false;
-        }
-        run = std::min(run, width - line.a0);
-        if (line.black) {
-            ccitt_paint_black(line.a0, run, pixels);
-        }
-        line.a0 += run;
-        if (!record(line)) {
-            return false;
-        }
-        line.black = !line.black;
-    }
-    return true;
 }
 
 // Paints from a0 to `end`, either of which may lie outside the line.
-inline void paint_to(const T6Line& line, i32 end, const CcittLine& pixels)
+[[gnu::always_inline]] inline void paint_to(const T6Line& line, i32 end, const CcittLine& pixels)
 {
     i32 const count = end - line.a0;
     if (static_cast<u32>(count) < 64 && line.a0 >= 0) [[likely]] {
@@ -66,12 +42,22 @@ inline void paint_to(const T6Line& line, i32 end, const CcittLine& pixels)
     }
 }
 
-// A vertical mode: a1 stands by b1. False where a list has no more room.
-inline bool decode_vertical(T6Line& line, CcittModeEntry code, const CcittLine& pixels)
+// Seeks the next b1 right of a0: behind V0 the next element does as it stands. False below the list.
+bool seek_b1(T6Line& line, i32 shift, i32 width)
 {
-    i32 const a1 = *line.b + code.shift;
-    line.b += code.step;
-    if (line.c == line.c_end || line.b < line.b_first) [[unlikely]] {
+    line.b -= shift < 0 ? 2 : 0;
+    if (line.b < line.b_first) {
+        return false;
+    }
+    skip_passed(line, width);
+    return true;
+}
+
+// A vertical mode: a1 stands by b1. False where a list has no more room.
+[[gnu::always_inline]] inline bool decode_vertical(T6Line& line, i32 shift, const CcittLine& pixels, i32 width)
+{
+    i32 const a1 = *line.b++ + shift;
+    if (line.c == line.c_end) [[unlikely]] {
         return false;
     }
     *line.c++ = a1;
@@ -80,44 +66,91 @@ inline bool decode_vertical(T6Line& line, CcittModeEntry code, const CcittLine& 
     }
     line.a0 = a1;
     line.black = !line.black;
+    // The next b1 is nearly always the next element, to the left too: the rest in one rare branch.
+    bool const elsewhere = ((shift < 0) & (line.b[-2] > a1)) | ((shift != 0) & (line.b[0] <= a1));
+    return !elsewhere || seek_b1(line, shift, width);
+}
+
+// The vertical modes of one look at the table, as far as the line takes them. The bits behind all of them
+// are looked up while they are carried out.
+[[gnu::always_inline]] inline bool decode_verticals(const CcittModes& modes, CcittBits& bits, T6Line& line,
+                                                    const CcittLine& pixels, i32 width)
+{
+    CcittBits const before = bits;
+    u32 const last = modes.vertical - 1u;
+    ccitt_skip(bits, modes.lengths[last]);
+    for (u32 i = 0;; ++i) {
+        if (!decode_vertical(line, modes.shifts[i], pixels, width)) [[unlikely]] {
+            return false;
+        }
+        if (i == last) {
+            return true;
+        }
+        if (line.a0 >= width || modes.lengths[i] >= before.count) [[unlikely]] {
+            bits = before;
+            ccitt_skip(bits, modes.lengths[i]);
+            return true;
+        }
+    }
+}
+
+// Two runs, the first in the colour at hand, each cut at the width.
+[[gnu::always_inline]] inline bool decode_horizontal(CcittInput& input, CcittBits& bits, T6Line& line,
+                                                     const CcittLine& pixels, i32 width)
+{
+    for (i32 i = 0; i < 2; ++i) {
+        const CcittRunTable& table = line.black ? ccitt_black_runs : ccitt_white_runs;
+        i32 run = ccitt_read_run(input, bits, table);
+        if (run >= 64) {
+            run = ccitt_finish_run(input, bits, table, run);
+        }
+        if (run < 0) {
+            return false;
+        }
+        run = std::min(run, width - line.a0);
+        if (line.black) {
+            paint_to(line, line.a0 + run, pixels);
+        }
+        line.a0 += run;
+        if (line.c == line.c_end) {
+            return false;
+        }
+        *line.c++ = line.a0;
+        line.black = !line.black;
+    }
     return true;
 }
 
 // Decodes one line into a white one. False ends the strip, with the line as far as it got.
-bool decode_line(CcittBits& given, T6Line& given_line, const CcittLine& pixels, i32 width)
+bool decode_line(CcittInput& input, CcittBits& given, T6Line& given_line, const CcittLine& pixels, i32 width)
 {
-    CcittBits in = given;  // both apart from what pixels and lists could alias
+    CcittBits bits = given;  // both apart from what pixels and lists could alias
     T6Line line = given_line;
     bool whole = true;
     while (line.a0 < width) {
-        if (!ccitt_fill(in)) {
+        if (!ccitt_fill(input, bits)) {
             whole = false;
             break;
         }
-        CcittModeEntry const code = ccitt_mode_table[static_cast<usize>(in.bits >> (64 - kCcittModeBits))];
-        ccitt_skip(in, code.length);
-        if (code.step != 0) [[likely]] {
-            whole = decode_vertical(line, code, pixels);
-        } else if (code.mode == kModePass) {
+        const CcittModes& modes = ccitt_modes[ccitt_peek(bits, kCcittModeBits)];
+        if (modes.vertical > 0) [[likely]] {
+            whole = decode_verticals(modes, bits, line, pixels, width);
+        } else if (ccitt_skip(bits, modes.lengths[0]); modes.other == kModePass) {
             i32 const end = line.b[1];
             line.b += 2;
             if (line.black) {
                 paint_to(line, end, pixels);
             }
             line.a0 = end;
-            continue;
         } else {
-            whole = code.mode == kModeHorizontal && decode_horizontal(in, line, pixels, width);
+            whole = modes.other == kModeHorizontal && decode_horizontal(input, bits, line, pixels, width);
+            skip_passed(line, width);
         }
         if (!whole) {
             break;
         }
-        // The next b1 lies right of a0; behind V0 it does as it stands.
-        while (code.mode != kModeV0 && *line.b <= line.a0 && line.a0 < width) {
-            line.b += 2;
-        }
     }
-    given = in;
+    given = bits;
     given_line = line;
     return whole;
 }
@@ -126,14 +159,15 @@ bool decode_line(CcittBits& given, T6Line& given_line, const CcittLine& pixels, 
 
 // The first line's reference is white. Each line's list of changing elements ends with the width twice
 // and one more twice: whatever b1 is asked for lies ahead of them, and a line that has got to them ends.
-void ccitt_decode_strip_2d(StripWalk& walk, CcittDecoder& decoder, CcittBits& in)
+void ccitt_decode_strip_2d(StripWalk& walk, CcittDecoder& decoder, CcittInput& input, CcittBits bits)
 {
     i32 const width = decoder.width;
-    i32* reference = decoder.reference + 2;
-    i32* changes = decoder.changes + 2;
+    i32* reference = decoder.reference + 3;
+    i32* changes = decoder.changes + 3;
     for (i32* list : {reference, changes}) {
+        list[-3] = kNeverPassed;
         std::fill_n(list - 2, 2, -1);
-        std::fill_n(list, width + kListMargin - 2, width + 1);
+        std::fill_n(list, width + kListMargin - 3, width + 1);
     }
     std::fill_n(reference, 2, width);
     for (i32 i = 0; i < walk.rows; ++i) {
@@ -141,10 +175,10 @@ void ccitt_decode_strip_2d(StripWalk& walk, CcittDecoder& decoder, CcittBits& in
                        .b = reference,
                        .b_first = reference - 2,
                        .c = changes,
-                       .c_end = changes + width + kListMargin - 6,
+                       .c_end = changes + width + kListMargin - 7,
                        .black = false};
         ccitt_clear(decoder.current);
-        bool const whole = decode_line(in, line, decoder.current, width);
+        bool const whole = decode_line(input, bits, line, decoder.current, width);
         ccitt_deliver(walk, decoder, decoder.current, walk.first_row + i);
         if (!whole) {
             return;

@@ -84,15 +84,37 @@ constexpr std::array<CcittPair, 1 << kCcittMaxBits> pair_table()
     return table;
 }
 
-constexpr std::array<CcittModeEntry, 1 << kCcittModeBits> mode_table()
+// The mode that `bits`, the lowest `count` of them, begin with.
+constexpr CcittMode first_mode(u32 bits, u32 count)
 {
-    std::array<CcittModeEntry, 1 << kCcittModeBits> table = {};
     for (u8 mode = kModePass; mode < kCcittModes; ++mode) {
         const CcittCode& code = ccitt_mode_codes[mode];
-        i8 const shift = static_cast<i8>(mode < kModeVL3 ? 0 : mode - kModeV0);
-        i8 const step = static_cast<i8>(mode < kModeVL3 ? 0 : shift < 0 ? -1 : 1);
-        enter(table, kCcittModeBits, code,
-              CcittModeEntry{static_cast<CcittMode>(mode), code.length, shift, step});
+        if (code.length <= count && (bits >> (count - code.length) & ((1u << code.length) - 1)) == code.bits) {
+            return static_cast<CcittMode>(mode);
+        }
+    }
+    return kModeInvalid;
+}
+
+constexpr std::array<CcittModes, 1 << kCcittModeBits> modes_table()
+{
+    std::array<CcittModes, 1 << kCcittModeBits> table = {};
+    for (u32 bits = 0; bits < table.size(); ++bits) {
+        CcittModes& entry = table[bits];
+        u32 used = 0;
+        for (; entry.vertical < 3; ++entry.vertical) {
+            CcittMode const mode = first_mode(bits, kCcittModeBits - used);
+            used += ccitt_mode_codes[mode].length;
+            if (mode < kModeVL3) {
+                if (entry.vertical == 0) {
+                    entry.other = mode;
+                    entry.lengths[0] = static_cast<u8>(used);
+                }
+                break;
+            }
+            entry.shifts[entry.vertical] = static_cast<i8>(mode - kModeV0);
+            entry.lengths[entry.vertical] = static_cast<u8>(used);
+        }
     }
     return table;
 }
@@ -102,6 +124,6 @@ constexpr std::array<CcittModeEntry, 1 << kCcittModeBits> mode_table()
 constexpr CcittRunTable ccitt_white_runs = run_table(ccitt_white_codes);
 constexpr CcittRunTable ccitt_black_runs = run_table(ccitt_black_codes);
 constexpr std::array<CcittPair, 1 << kCcittMaxBits> ccitt_pairs = pair_table();
-constexpr std::array<CcittModeEntry, 1 << kCcittModeBits> ccitt_mode_table = mode_table();
+constexpr std::array<CcittModes, 1 << kCcittModeBits> ccitt_modes = modes_table();
 
 }  // namespace orv

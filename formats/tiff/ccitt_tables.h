@@ -309,17 +309,17 @@ struct CcittPair {
 
 extern const std::array<CcittPair, 1 << kCcittMaxBits> ccitt_pairs;
 
-// What the next 7 bits begin with. In the vertical modes a1 lies `shift` right of b1, and `step` leads to
-// the changing element from which the next b1 is sought.
-struct CcittModeEntry {
-    CcittMode mode;
-    u8 length;
-    i8 shift;
-    i8 step;  // 0 in the other modes
+// What the next 10 bits begin with: up to three vertical modes, or one code of another kind. Of a
+// vertical mode a1 lies `shifts` right of b1.
+struct CcittModes {
+    CcittMode other;  // where `vertical` is 0
+    u8 vertical;      // number of vertical modes
+    i8 shifts[3];
+    u8 lengths[3];  // of the codes up to and with each; of the other kind the first
 };
 
-inline constexpr u32 kCcittModeBits = 7;
+inline constexpr u32 kCcittModeBits = 10;
 
-extern const std::array<CcittModeEntry, 1 << kCcittModeBits> ccitt_mode_table;
+extern const std::array<CcittModes, 1 << kCcittModeBits> ccitt_modes;
 
 }  // namespace orv

@@ -73,6 +73,28 @@ bool tiff_seek_strip(StreamHandle stream, i32 strip, u32& position)
     return strip_position(strip, position) && stream_seek_to(stream, u64{position} + tiff_base_offset);
 }
 
+namespace
+{
+
+bool is_complemented(const TiffDirectory& dir)
+{
+    u32 const depth = dir.BitsPerSample * dir.SamplesPerPixel;
+    return dir.Photometric == kWhiteIsZero &&
+           (dir.BitsPerSample == 1 || dir.BitsPerSample == 4 || depth == 8 || depth == 24);
+}
+
+// The length of rows that tiff_prepare_row would leave as they are, else 0.
+i16 plain_length(const TiffDirectory& dir)
+{
+    if (is_complemented(dir) || dir.Predictor == kPredictorHorizontal || dir.SamplesPerPixel >= 3) {
+        return 0;
+    }
+    return tiff_row_stride(static_cast<i16>(dir.ImageWidth),
+                           static_cast<i16>(dir.BitsPerSample * dir.SamplesPerPixel));
+}
+
+}  // namespace
+
 StripWalk strip_walk(const TiffDirectory& dir, StreamHandle stream)
 {
     const bool planes = tiff_has_planes(dir);
@@ -83,6 +105,7 @@ StripWalk strip_walk(const TiffDirectory& dir, StreamHandle stream)
             .plane_height = height,
             .rows_per_strip = one_strip ? height : static_cast<i32>(dir.RowsPerStrip),
             .planes = planes ? 3 : 1,
+            .plain_length = plain_length(dir),
             .first_row = 0,
             .rows = 0,
             .end_row = 0,
@@ -152,8 +175,7 @@ i16 tiff_prepare_row(const TiffDirectory& dir, u8* row)
     const u32 depth = dir.BitsPerSample * samples;
     const i16 width = static_cast<i16>(dir.ImageWidth);
     const std::span<u8> bytes(row, static_cast<usize>(tiff_row_bytes(dir)));
-    if (dir.Photometric == kWhiteIsZero &&
-        (dir.BitsPerSample == 1 || dir.BitsPerSample == 4 || depth == 8 || depth == 24)) {
+    if (is_complemented(dir)) {
         row_complement(bytes);
     }
     if (dir.Predictor == kPredictorHorizontal) {
@@ -180,6 +202,8 @@ void tiff_put_row(StripWalk& walk, u8* row, i32 row_number)
     ++walk.rows_put;
     if (walk.planes > 1) {
         plane_file_put(row, walk.row_bytes, row_number);
+    } else if (walk.plain_length != 0) {
+        tiff_row_callback(row, tiff_user_data, static_cast<i16>(row_number), walk.plain_length);
     } else {
         tiff_finish_row(row, static_cast<i16>(row_number));
     }
@@ -208,7 +232,9 @@ void read_strip_into_image(StripWalk& walk, std::span<u8> image)
             std::memset(row, 0, got);
             return;
         }
-        tiff_prepare_row(tiff_directory, row);
+        if (walk.plain_length == 0) {
+            tiff_prepare_row(tiff_directory, row);
+        }
     }
 }
 

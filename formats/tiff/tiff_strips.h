@@ -15,6 +15,7 @@ struct StripWalk {
     i32 plane_height;
     i32 rows_per_strip;  // 1 to plane_height
     i32 planes;          // 1 or 3
+    i16 plain_length;    // to deliver of rows that go out as they are; 0 where they need finishing
 
     i32 first_row;  // of the strip at hand, counted through all planes
     i32 rows;       // that the strip should hold
