@@ -84,13 +84,17 @@ void row_swap_red_blue(std::span<u8> row)
     Block const masks[] = {load_block(kGroupMasks[0].data()), load_block(kGroupMasks[1].data()),
                            load_block(kGroupMasks[2].data())};
     // Each byte comes from two to the right or left, or stays. Blocks look two bytes past their ends, and
-    // a block starts one place on in its group from the one before.
-    for (; left > kGroups; left -= kGroups, p += 3 * sizeof(Block)) {
+    // a block starts one place on in its group from the one before. What lies left of a block is loaded
+    // ahead of the store before it: a load right behind a store that it half overlaps waits for it.
+    constexpr usize kAhead = kGroups / 3 + 1;
+    Block left_of = left > kAhead ? load_block(p - 2) : Block{};
+    for (; left > kGroups + kAhead; left -= kGroups, p += 3 * sizeof(Block)) {
         Block swapped[3];
         for (u32 i = 0; i < 3; ++i) {
             const u8* const from = p + i * sizeof(Block);
             swapped[i] = (load_block(from + 2) & masks[(3 - i) % 3]) | (load_block(from) & masks[(4 - i) % 3]) |
-                         (load_block(from - 2) & masks[(5 - i) % 3]);
+                         (left_of & masks[(5 - i) % 3]);
+            left_of = load_block(from + sizeof(Block) - 2);
         }
         std::memcpy(p, swapped, sizeof swapped);
     }

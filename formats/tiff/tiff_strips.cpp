@@ -328,15 +328,18 @@ u32 packbits_codes(ChunkReader& in, u8* row, u32 done, u32 row_bytes)
         }
         bool const run = code > 128;
         u32 const count = run ? 257 - code : code + 1;
-        // One block, of the run's byte or of what follows, does for most codes.
+        // Whole blocks of the run's byte or of what follows: the first does for most codes.
         u64 const repeated = u64{*from} * 0x0101010101010101U;
-        u64 words[2];
-        std::memcpy(words, from, kBlock);
-        words[0] = run ? repeated : words[0];
-        words[1] = run ? repeated : words[1];
-        std::memcpy(row + done, words, kBlock);
-        if (count > kBlock) {
-            run ? std::memset(row + done, *from, count) : std::memcpy(row + done, from, count);
+        for (u32 i = 0;;) {
+            u64 words[2];
+            std::memcpy(words, from + i, kBlock);
+            words[0] = run ? repeated : words[0];
+            words[1] = run ? repeated : words[1];
+            std::memcpy(row + done + i, words, kBlock);
+            i += kBlock;
+            if (i >= count) [[likely]] {
+                break;
+            }
         }
         from += run ? 1 : count;
         done += count;
