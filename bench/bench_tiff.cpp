@@ -144,6 +144,11 @@ Raster photograph(bool palette)
     return picture;
 }
 
+bool is_fax(u16 compression)
+{
+    return compression >= COMPRESSION_CCITTRLE && compression <= COMPRESSION_CCITTFAX4;
+}
+
 MemoryFile encode(const Raster& raster, u16 compression, u16 predictor)
 {
     MemoryFile file;
@@ -155,9 +160,9 @@ MemoryFile encode(const Raster& raster, u16 compression, u16 predictor)
     TIFFSetField(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
     TIFFSetField(tiff, TIFFTAG_COMPRESSION, compression);
     TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC,
-                 raster.samples == 3 ? PHOTOMETRIC_RGB
-                 : raster.bits == 1  ? PHOTOMETRIC_MINISWHITE
-                                     : PHOTOMETRIC_MINISBLACK);
+                 raster.samples == 3   ? PHOTOMETRIC_RGB
+                 : is_fax(compression) ? PHOTOMETRIC_MINISWHITE
+                                       : PHOTOMETRIC_MINISBLACK);
     TIFFSetField(tiff, TIFFTAG_XRESOLUTION, 300.0);
     TIFFSetField(tiff, TIFFTAG_YRESOLUTION, 300.0);
     TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, raster.bits == 1 ? raster.height : TIFFDefaultStripSize(tiff, 0));
