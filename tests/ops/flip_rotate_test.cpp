@@ -169,39 +169,5 @@ TEST(Geometry, RefusalsLeaveTheImageAlone)
     }
 }
 
-// Every allocation fails once, then one run counts its memory: the new block and a few rows.
-void check_memory(i16 (*run)(i32 handle), usize new_blocks)
-{
-    EXPECT_EQ(run(0), kBadHandle);
-    const int handle = make_image(300, 201, 24, 1);
-    const std::vector<u8> rows = raw_rows(handle);
-    const ImageRecord record = *IMG_get_dib_intern(handle);
-    const u64 bytes = live_bytes();
-    for (int n = 1;; n++) {
-        reset_peak_bytes();
-        fail_allocation(n);
-        const i16 code = run(handle);
-        fail_allocation(0);
-        if (code == 0) {
-            EXPECT_GT(n, 1) << "no allocation was seen to fail";
-            break;
-        }
-        ASSERT_EQ(code, kOutOfMemory);
-        EXPECT_EQ(raw_rows(handle), rows);
-        EXPECT_EQ(std::memcmp(&record, IMG_get_dib_intern(handle), sizeof record), 0);
-    }
-    EXPECT_LT(peak_bytes() - bytes, rows.size() * new_blocks + 12 * 900);
-    IMG_delete_bitmap(handle);
-}
-
-TEST(Geometry, FailedAllocationsChangeNothingAndLittleIsTaken)
-{
-    check_memory(resize<200, 201>, 1);
-    check_memory(sharpen, 0);
-    for (const Motion& motion : kMotions) {
-        check_memory(motion.run, motion.run == IMG_flip_bitmapx ? 0 : 1);
-    }
-}
-
 }  // namespace
 }  // namespace orv::test
