@@ -51,7 +51,7 @@ TEST(BitmapRobust, StreamsInLittleMemory)
     const u32 size = static_cast<u32>(block.size());
     const u16 cases[][2] = {{ORV_FORMAT_PCX, 1},  {ORV_FORMAT_PCX, 4},  {ORV_FORMAT_PCX, 8},
                             {ORV_FORMAT_PCX, 24}, {ORV_FORMAT_DCX, 24}, {ORV_FORMAT_TGA, 8},
-                            {ORV_FORMAT_TGA, 24}};
+                            {ORV_FORMAT_TGA, 24}, {ORV_FORMAT_BMP, 24}, {ORV_FORMAT_BMP_RLE, 8}};
     for (const auto& [number, bits] : cases) {
         const i16 format = static_cast<i16>(number);
         ImageHeader header = {{40, 3000, 2000, 1, bits, 0, 0, 0, 0, 0, 0}, {}};
