@@ -1,6 +1,9 @@
 // TIFF files of other programs, compared pixel for pixel with what those programs read in them.
 #include <gtest/gtest.h>
 
+#include <random>
+
+#include "tests/formats/tiff/tiff_build.h"
 #include "tests/support/support.h"
 
 namespace orv::test
@@ -75,6 +78,68 @@ TEST(TiffInterop, Tiffcp)
         peer.bits = loaded.bits;
         expect_same(loaded, levels(peer), options.c_str());
         expect_same(levels(load_picture(std::span<const u8>(read_file(copy)))), loaded, "from memory");
+    }
+}
+
+// Pictures of many chunks: runs and noise, coded by the peer, against the same rows uncoded.
+TEST(TiffInterop, LargePictures)
+{
+    struct Case {
+        u32 bits, samples;
+        const char* options;
+    };
+    const Case cases[] = {{8, 1, "-c packbits -r 400"}, {8, 3, "-c packbits"},        {8, 1, "-c lzw -r 400"},
+                          {8, 3, "-c lzw:2 -B"},        {8, 3, "-p separate -c lzw"}, {1, 1, "-c packbits"},
+                          {1, 1, "-c g3 -r 150"},       {1, 1, "-c g4 -r 400"},       {1, 1, "-c lzw"}};
+    std::mt19937 random(3);
+    for (const Case& test : cases) {
+        SCOPED_TRACE(std::string(test.options) + ", " + std::to_string(test.samples) + " samples");
+        u32 const width = 1499;
+        u32 const height = 400;
+        std::vector<u8> rows;
+        while (rows.size() < (width * test.bits * test.samples + 7) / 8 * height) {
+            bool const noise = random() % 3 == 0;
+            u8 const value = static_cast<u8>(random() % 2 * 255);
+            for (u32 n = static_cast<u32>(random() % (random() % 9 == 0 ? 900 : 40)); n > 0; --n) {
+                rows.push_back(noise ? static_cast<u8>(random()) : value);
+            }
+        }
+        write_file(temp_path("rows.tif"), make_tiff({{256, 3, 1, width},
+                                                     {257, 3, 1, height},
+                                                     {258, 3, 1, test.bits},
+                                                     {259, 3, 1, 1},
+                                                     {262, 3, 1, test.samples == 3 ? 2u : 1u},
+                                                     {273, 4, 1, kDataPosition},
+                                                     {277, 3, 1, test.samples},
+                                                     {278, 3, 1, height},
+                                                     {279, 4, 1, static_cast<u32>(rows.size())},
+                                                     {282, 4, 1, 200},
+                                                     {283, 4, 1, 200}},
+                                                    rows));
+        if (run("tiffcp " + std::string(test.options) + " " + temp_path("rows.tif") + " " +
+                temp_path("coded.tif"))) {
+            expect_same(load_picture(temp_path("coded.tif")), load_picture(temp_path("rows.tif")),
+                        test.options);
+        }
+    }
+}
+
+// Pages of standard resolution, in both byte orders: each line of the peer's twice.
+TEST(TiffInterop, FaxPages)
+{
+    std::string const source = data_path("tiff/fax-standard.tif");
+    for (const char* const order : {"-L", "-B"}) {
+        run("tiffcp -c g3 " + std::string(order) + " " + source + " " + temp_path("fax.tif"));
+        for (int page = 0; page < 3; ++page) {
+            run("tiffcp " + source + "," + std::to_string(page) + " " + temp_path("page.tif"));
+            Picture const single = peer_picture(temp_path("page.tif"));
+            Picture doubled = {.width = single.width, .height = 2 * single.height, .bits = 1, .pixels = {}};
+            for (int y = 0; y < doubled.height; ++y) {
+                auto const line = single.pixels.begin() + y / 2 * single.width;
+                doubled.pixels.insert(doubled.pixels.end(), line, line + single.width);
+            }
+            expect_same(load_picture(temp_path("fax.tif"), page), doubled, order);
+        }
     }
 }
 

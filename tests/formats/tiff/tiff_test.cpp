@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "formats/tiff/tiff_rows.h"
 #include "orvimg32/orvimg32.h"
 #include "platform/files.h"
 #include "platform/testing.h"
@@ -174,6 +175,22 @@ TEST(Tiff, Rows)
             row.resize(test.rows[y].size());
             EXPECT_EQ(row, test.rows[y]) << "row " << y;
         }
+    }
+}
+
+TEST(Tiff, RedAndBlueChangePlacesInRowsOfAnyLength)
+{
+    for (usize length = 0; length < 260; ++length) {
+        std::vector<u8> row(length);
+        for (usize i = 0; i < length; ++i) {
+            row[i] = static_cast<u8>(i);
+        }
+        std::vector<u8> plain = row;
+        for (usize i = 0; i + 2 < length; i += 3) {
+            std::swap(plain[i], plain[i + 2]);
+        }
+        row_swap_red_blue(row);
+        ASSERT_EQ(row, plain) << length;
     }
 }
 
