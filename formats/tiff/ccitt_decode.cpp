@@ -123,14 +123,12 @@ void ccitt_deliver(StripWalk& walk, const CcittDecoder& decoder, const CcittLine
     ++walk.rows_put;
     i32 const length = tiff_row_stride(static_cast<i16>(decoder.width), 1);
     i32 const copies = line_doubling ? 2 : 1;
-    if (!decoder.image.empty()) {
-        i32 const height = walk.plane_height * copies;
-        i64 const stride = static_cast<i64>(decoder.image.size()) / height;
-        u8* const row = decoder.image.data() + (height - 1 - row_number * copies) * stride;
+    if (!walk.image.empty()) {
+        u8* const row = image_row(walk, row_number * copies);
         store_line(line, row, length);
         tiff_prepare_row(*decoder.dir, row);
         if (line_doubling) {
-            std::memcpy(row - stride, row, static_cast<usize>(length));
+            std::memcpy(row - walk.image_stride, row, static_cast<usize>(length));
         }
         return;
     }
@@ -200,7 +198,6 @@ i16 tiff_decode_ccitt(const TiffDirectory& dir, StreamHandle stream, i16 mode)
     decoder.width = static_cast<i32>(dir.ImageWidth);
     bool const allocated = allocate(decoder);
     if (allocated) {
-        decoder.image = frame_image_rows(tiff_row_callback);
         StripWalk walk = strip_walk(dir, stream);
         decode_strips(walk, decode_ccitt_strip, &decoder);
     }

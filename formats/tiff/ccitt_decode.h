@@ -17,10 +17,9 @@ struct CcittDecoder {
     const TiffDirectory* dir;
     i16 mode;  // TiffCompression
     i32 width;
-    u8* input;            // kChunkBytes
-    u8* row;              // the line as it is delivered
-    std::span<u8> image;  // the rows of the image being loaded, which lines are put into, or none
-    u8* lines;            // the block that holds what follows
+    u8* input;  // kChunkBytes
+    u8* row;    // the line as it is delivered
+    u8* lines;  // the block that holds what follows
     CcittLine current;
     CcittLine previous;
     i32* reference;  // T.6: changing elements of the line above and of the one at hand

@@ -93,6 +93,13 @@ i16 plain_length(const TiffDirectory& dir)
                            static_cast<i16>(dir.BitsPerSample * dir.SamplesPerPixel));
 }
 
+// The rows of the image being loaded, where rows of the file are no longer than they.
+std::span<u8> image_rows(const TiffDirectory& dir)
+{
+    bool const fits = !tiff_has_planes(dir) && dir.BitsPerSample * dir.SamplesPerPixel <= 24;
+    return fits ? frame_image_rows(tiff_row_callback) : std::span<u8>();
+}
+
 }  // namespace
 
 StripWalk strip_walk(const TiffDirectory& dir, StreamHandle stream)
@@ -100,12 +107,16 @@ StripWalk strip_walk(const TiffDirectory& dir, StreamHandle stream)
     const bool planes = tiff_has_planes(dir);
     const i32 height = static_cast<i32>(dir.ImageLength);
     const bool one_strip = (dir.RowsPerStrip & 0xFFFF) == 0 || dir.RowsPerStrip >= dir.ImageLength;
+    std::span<u8> const rows = image_rows(dir);
+    i32 const image_height = line_doubling ? 2 * height : height;
     return {.stream = stream,
             .row_bytes = planes ? static_cast<i32>(dir.ImageWidth) : tiff_row_bytes(dir),
             .plane_height = height,
             .rows_per_strip = one_strip ? height : static_cast<i32>(dir.RowsPerStrip),
             .planes = planes ? 3 : 1,
             .plain_length = plain_length(dir),
+            .image = rows,
+            .image_stride = static_cast<i32>(rows.size()) / image_height,
             .first_row = 0,
             .rows = 0,
             .end_row = 0,
@@ -202,6 +213,12 @@ void tiff_put_row(StripWalk& walk, u8* row, i32 row_number)
     ++walk.rows_put;
     if (walk.planes > 1) {
         plane_file_put(row, walk.row_bytes, row_number);
+    } else if (!walk.image.empty()) {
+        u8* const target = image_row(walk, row_number);
+        std::memcpy(target, row, static_cast<usize>(walk.row_bytes));
+        if (walk.plain_length == 0) {
+            tiff_prepare_row(tiff_directory, target);
+        }
     } else if (walk.plain_length != 0) {
         tiff_row_callback(row, tiff_user_data, static_cast<i16>(row_number), walk.plain_length);
     } else {
@@ -217,15 +234,13 @@ namespace
 struct RawContext {
     u8* block;
     i32 block_rows;
-    std::span<u8> image;  // the rows of the image being loaded, or none
 };
 
-// Reads and finishes the strip's rows in the image itself, whose bottom row is first.
-void read_strip_into_image(StripWalk& walk, std::span<u8> image)
+// Reads and finishes the strip's rows in the image itself.
+void read_strip_into_image(StripWalk& walk)
 {
-    i32 const stride = static_cast<i32>(image.size()) / walk.plane_height;
     for (i32 i = 0; i < walk.rows; ++i) {
-        u8* const row = image.data() + i64{walk.plane_height - 1 - walk.first_row - i} * stride;
+        u8* const row = image_row(walk, walk.first_row + i);
         usize const got = stream_read(walk.stream, row, static_cast<u16>(walk.row_bytes));
         walk.bytes_used += static_cast<i64>(got);
         if (got < static_cast<usize>(walk.row_bytes)) {
@@ -238,21 +253,13 @@ void read_strip_into_image(StripWalk& walk, std::span<u8> image)
     }
 }
 
-// Rows that are as long in the file as in the image need no way around; for files it pays from a size.
-std::span<u8> raw_image(const TiffDirectory& dir, const StripWalk& walk)
-{
-    std::span<u8> const image = frame_image_rows(tiff_row_callback);
-    u32 const depth = dir.BitsPerSample * dir.SamplesPerPixel;
-    bool const pays = walk.stream == MEMORY_STREAM || walk.row_bytes >= kLongRow;
-    return pays && walk.planes == 1 && depth <= 24 ? image : std::span<u8>();
-}
-
 // Rows are finished where they were read.
 void decode_raw_strip(StripWalk& walk, void* context)
 {
     const RawContext& raw = *static_cast<RawContext*>(context);
-    if (!raw.image.empty()) {
-        read_strip_into_image(walk, raw.image);
+    // Of files only long rows are read one by one.
+    if (!walk.image.empty() && (walk.stream == MEMORY_STREAM || walk.row_bytes >= kLongRow)) {
+        read_strip_into_image(walk);
         return;
     }
     const i32 end = walk.first_row + walk.rows;
@@ -278,8 +285,7 @@ i16 tiff_decode_raw(const TiffDirectory& dir, StreamHandle stream)
 {
     StripWalk walk = strip_walk(dir, stream);
     RawContext raw = {.block = nullptr,
-                      .block_rows = std::max(1, static_cast<i32>(kChunkBytes) / walk.row_bytes),
-                      .image = raw_image(dir, walk)};
+                      .block_rows = std::max(1, static_cast<i32>(kChunkBytes) / walk.row_bytes)};
     const u32 bytes = static_cast<u32>(raw.block_rows * walk.row_bytes) + tiff_row_room(dir);
     raw.block = block_alloc(bytes);
     if (!raw.block) {
