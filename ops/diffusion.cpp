@@ -52,7 +52,7 @@ static_assert([] {
 
 // The places of the working memory. A line is width words and kSpare at each end, which stay 0.
 constexpr usize kSpare = 2;
-enum MonoWork : usize { kTable, kGrays, kLines, kShares };
+enum DiffusionWork : usize { kLines = kMonoOwn, kShares };
 
 struct MonoRows {
     i16* line;  // this row's grays with all that has come from below; leaves with its errors
@@ -131,36 +131,24 @@ void diffuse_row_mono(u8* whites, i16* line, i32 row, usize width)
     }
 }
 
-ErrorCode mono_measure(Operation& op)
+ErrorCode diffusion_measure(Operation& op)
 {
     const usize width = static_cast<usize>(op.width);
-    op.work_bytes[kTable] = sizeof(GrayRows);
-    op.work_bytes[kGrays] = width + 1;
+    mono_measure(op);
     op.work_bytes[kLines] = 3 * (width + 2 * kSpare) * sizeof(i16);
     op.work_bytes[kShares] = 4 * (width + 2 * kSpare) * sizeof(i16);
-    return kOk;
-}
-
-GrayRows& mono_table(Operation& op)
-{
-    return *reinterpret_cast<GrayRows*>(op.work[kTable]);
-}
-
-ErrorCode mono_prepare(Operation& op)
-{
-    gray_rows_open(mono_table(op), *op.source, GrayWeights::Over100);
     return kOk;
 }
 
 void mono_row(Operation& op, i32 row)
 {
     const usize width = static_cast<usize>(op.width);
-    const u8* const grays = gray_rows_get(mono_table(op), source_row(op, row), op.work[kGrays], width);
+    const u8* const grays = mono_grays(op, row);
     i16* const line = mono_line(op, row);
     for (usize x = 0; x < width; ++x) {
         line[x] = static_cast<i16>(line[x] + grays[x]);
     }
-    u8* const whites = op.work[kGrays];
+    u8* const whites = op.work[kMonoGrays];
     diffuse_row_mono(whites, line, row, width);
     constexpr std::array<u8, 8> kZeros = {};
     pack_above(whites, kZeros, result_row(op, row), width);
@@ -179,7 +167,7 @@ constexpr OperationPlan kDiffusionMono = {
     .saved_palette = SavedPalette::Ends,
     .result_bits = 1,
     .palette = "tiff",
-    .measure = mono_measure,
+    .measure = diffusion_measure,
     .prepare = mono_prepare,
     .row = mono_row,
 };

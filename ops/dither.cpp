@@ -52,30 +52,10 @@ std::array<u8, 8> row_thresholds(const u8* matrix, i32 row)
     return thresholds;
 }
 
-enum MonoWork : usize { kTable, kGrays };
-
-ErrorCode mono_measure(Operation& op)
-{
-    op.work_bytes[kTable] = sizeof(GrayRows);
-    op.work_bytes[kGrays] = static_cast<usize>(op.width) + 1;
-    return kOk;
-}
-
-GrayRows& mono_table(Operation& op)
-{
-    return *reinterpret_cast<GrayRows*>(op.work[kTable]);
-}
-
-ErrorCode mono_prepare(Operation& op)
-{
-    gray_rows_open(mono_table(op), *op.source, GrayWeights::Over100);
-    return kOk;
-}
-
 void ordered_row(Operation& op, i32 row)
 {
     const usize width = static_cast<usize>(op.width);
-    const u8* const grays = gray_rows_get(mono_table(op), source_row(op, row), op.work[kGrays], width);
+    const u8* const grays = mono_grays(op, row);
     pack_above(grays, row_thresholds(static_cast<const u8*>(op.argument), row), result_row(op, row), width);
 }
 

@@ -2,7 +2,7 @@
 // and white share.
 #pragma once
 
-#include "frame/types.h"
+#include "ops/operation.h"
 
 namespace orv
 {
@@ -20,6 +20,16 @@ struct GrayRows {
     u8 gray[256];     // by index at 8 bits
     u8 pair[256][2];  // by byte at 4 bits, the left pixel first
 };
+
+// The first two blocks of working memory of an operation to black and white: measured and filled by the
+// functions below, which its plan names or calls.
+enum MonoWork : usize { kMonoTable, kMonoGrays, kMonoOwn };
+
+ErrorCode mono_measure(Operation& op);
+ErrorCode mono_prepare(Operation& op);
+
+// The grays of a stored row by the weights over 100: in op.work[kMonoGrays], or the row itself.
+const u8* mono_grays(const Operation& op, i32 row);
 
 // Fills it in for pictures of 4, 8 or 24 bits.
 void gray_rows_open(GrayRows& rows, const ImageHeader& header, GrayWeights weights);
