@@ -187,10 +187,17 @@ bool decode_line(CcittInput& input, CcittBits& given, T6Line& given_line, const 
     return whole;
 }
 
+// Each list ends with the width twice and one more twice: whatever b1 is asked for lies ahead of them, and
+// a line that has got to them ends.
+void end_list(i32* end, i32 width)
+{
+    std::fill_n(end, 2, width);
+    std::fill_n(end + 2, 2, width + 1);
+}
+
 }  // namespace
 
-// The first line's reference is white. Each line's list of changing elements ends with the width twice
-// and one more twice: whatever b1 is asked for lies ahead of them, and a line that has got to them ends.
+// The first line's reference is white.
 void ccitt_decode_strip_2d(StripWalk& walk, CcittDecoder& decoder, CcittInput& input, CcittBits bits)
 {
     i32 const width = decoder.width;
@@ -199,9 +206,8 @@ void ccitt_decode_strip_2d(StripWalk& walk, CcittDecoder& decoder, CcittInput& i
     for (i32* list : {reference, changes}) {
         list[-3] = kNeverPassed;
         std::fill_n(list - 2, 2, -1);
-        std::fill_n(list, width + kListMargin - 3, width + 1);
     }
-    std::fill_n(reference, 2, width);
+    end_list(reference, width);
     for (i32 i = 0; i < walk.rows; ++i) {
         T6Line line = {.a0 = 0,
                        .b = reference,
@@ -215,8 +221,7 @@ void ccitt_decode_strip_2d(StripWalk& walk, CcittDecoder& decoder, CcittInput& i
         if (!whole) {
             return;
         }
-        std::fill_n(line.c, 2, width);
-        std::fill_n(line.c + 2, 2, width + 1);
+        end_list(line.c, width);
         std::swap(reference, changes);
     }
 }

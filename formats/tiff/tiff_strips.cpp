@@ -306,17 +306,6 @@ struct PackBitsContext {
     u8* row;  // tiff_row_room bytes
 };
 
-// True if `count` bytes can be read; the codes behind them stay for the next row.
-bool packbits_ensure(StripWalk& walk, ChunkReader& in, u32 count)
-{
-    if (chunk_available(in) >= count) [[likely]] {
-        return true;
-    }
-    walk.bytes_used += in.pos;
-    chunk_refill(in);
-    return chunk_available(in) >= count;
-}
-
 // Codes are unpacked without a look at the bounds while a whole one is in the chunk: at most 129 bytes,
 // which give at most 128. The row block has slack for the last.
 constexpr u32 kLongestCode = 129;
@@ -354,28 +343,29 @@ u32 packbits_codes(ChunkReader& in, u8* row, u32 done, u32 row_bytes)
     return done;
 }
 
-// Unpacks one code near the end of a chunk or of the data: the bytes done, 0 at the end of data.
-u32 packbits_code(StripWalk& walk, ChunkReader& in, u8* row, u32 wanted)
+// Unpacks one of the last codes of the data. False where it does not give what the row lacks.
+bool packbits_last_code(ChunkReader& in, u8* row, u32& done, u32 row_bytes)
 {
-    if (!packbits_ensure(walk, in, 1)) {
-        return 0;
+    if (chunk_available(in) == 0) {
+        return false;
     }
-    u32 const code = in.buffer[in.pos];
+    u32 const code = in.buffer[in.pos++];
+    if (code == 128) {
+        return true;
+    }
+    u32 const count = code < 128 ? code + 1 : 257 - code;
+    u32 const wanted = std::min(count, row_bytes - done);
+    if (chunk_available(in) < (code < 128 ? wanted : 1)) {
+        return false;
+    }
     if (code < 128) {
-        u32 const count = code + 1;
-        if (!packbits_ensure(walk, in, 1 + count) && chunk_available(in) < 1 + std::min(count, wanted)) {
-            return 0;
-        }
-        std::memcpy(row, in.buffer + in.pos + 1, std::min(count, wanted));
-        in.pos += std::min(1 + count, chunk_available(in));
-        return count;
+        std::memcpy(row + done, in.buffer + in.pos, wanted);
+        in.pos += std::min(count, chunk_available(in));
+    } else {
+        std::memset(row + done, in.buffer[in.pos++], wanted);
     }
-    if (!packbits_ensure(walk, in, 2)) {
-        return 0;
-    }
-    std::memset(row, in.buffer[in.pos + 1], 257 - code);
-    in.pos += 2;
-    return 257 - code;
+    done += count;
+    return true;
 }
 
 // Unpacks one row. False at the end of data.
@@ -383,16 +373,14 @@ bool packbits_row(StripWalk& walk, ChunkReader& in, u8* row)
 {
     u32 const row_bytes = static_cast<u32>(walk.row_bytes);
     for (u32 done = 0; done < row_bytes;) {
+        if (chunk_available(in) < kLongestCode) {
+            walk.bytes_used += in.pos;
+            chunk_refill(in);
+        }
         if (chunk_available(in) >= kLongestCode) [[likely]] {
             done = packbits_codes(in, row, done, row_bytes);
-        } else if (packbits_ensure(walk, in, 1) && in.buffer[in.pos] == 128) {
-            ++in.pos;
-        } else if (chunk_available(in) < kLongestCode) {
-            u32 const count = packbits_code(walk, in, row + done, row_bytes - done);
-            if (count == 0) {
-                return false;
-            }
-            done += count;
+        } else if (!packbits_last_code(in, row, done, row_bytes)) {
+            return false;
         }
     }
     return true;
