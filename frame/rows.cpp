@@ -14,6 +14,18 @@ i16 RowStride(i16 width, i16 bits)
     return static_cast<i16>(words * 4);
 }
 
+i16 delivered_row_bytes(i16 width, i16 bits)
+{
+    i32 bytes = width;
+    switch (bits) {
+    case 1: bytes = (width + 7) / 8; break;
+    case 4: bytes = (width + 1) / 2; break;
+    case 24: bytes = width * 3; break;
+    default: break;
+    }
+    return static_cast<i16>((bytes + 3) & ~3);
+}
+
 i16 palette_bytes(const BITMAPINFOHEADER& header)
 {
     // Depths above 8 other than 24 pass through here on their way to being refused.

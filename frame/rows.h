@@ -16,6 +16,10 @@ i16 RowStride(i16 width, i16 bits);
 // The same without the cut to 16 bits, for sizes that nobody has checked yet.
 i64 row_stride_wide(i64 width, i64 bits);
 
+// Bytes of a row as readers of uncompressed files deliver it: RowStride at 1, 4, 8 and 24 bits; at any
+// other depth a byte counts for a pixel.
+i16 delivered_row_bytes(i16 width, i16 bits);
+
 // Bytes of the palette that a header of this depth has: 8, 64, 1024, or 0 at 24 bits.
 i16 palette_bytes(const BITMAPINFOHEADER& header);
 

@@ -42,14 +42,7 @@ struct BmpFile {
 
 i16 bmp_row_bytes(i16 width, i16 bits)
 {
-    i32 bytes = width;
-    switch (bits) {
-    case 1: bytes = (width + 7) / 8; break;
-    case 4: bytes = (width + 1) / 2; break;
-    case 24: bytes = width * 3; break;
-    default: break;
-    }
-    return static_cast<i16>((bytes + 3) & ~3);
+    return delivered_row_bytes(width, bits);
 }
 
 u16 bmp_palette_bytes(const BITMAPINFOHEADER& header)

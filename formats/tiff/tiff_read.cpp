@@ -15,14 +15,7 @@ namespace orv
 
 i16 tiff_row_stride(i16 width, i16 bits)
 {
-    i32 bytes = width;
-    switch (bits) {
-    case 1: bytes = (width + 7) / 8; break;
-    case 4: bytes = (width + 1) / 2; break;
-    case 24: bytes = width * 3; break;
-    default: break;
-    }
-    return static_cast<i16>((bytes + 3) / 4 * 4);
+    return delivered_row_bytes(width, bits);
 }
 
 i32 tiff_row_bytes(const TiffDirectory& dir)
