@@ -43,7 +43,7 @@ LineEnd decode_line(CcittInput& input, CcittBits& given, const CcittLine& line, 
                 break;
             }
         }
-        const CcittRunTable& table = black ? ccitt_black_runs : ccitt_white_runs;
+        const CcittRunTable& table = ccitt_run_tables[black];
         i32 run = ccitt_read_run(input, bits, table);
         if (run == kCcittEolRun) {
             if (!at_start) {

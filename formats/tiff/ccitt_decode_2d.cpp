@@ -128,7 +128,7 @@ bool seek_b1(T6Line& line, i32 shift, i32 width)
                                                      const CcittLine& pixels, i32 width)
 {
     for (i32 i = 0; i < 2; ++i) {
-        const CcittRunTable& table = line.black ? ccitt_black_runs : ccitt_white_runs;
+        const CcittRunTable& table = ccitt_run_tables[line.black];
         i32 run = ccitt_read_run(input, bits, table);
         if (run >= 64) {
             run = ccitt_finish_run(input, bits, table, run);
@@ -161,7 +161,7 @@ bool decode_line(CcittInput& input, CcittBits& given, T6Line& given_line, const 
             whole = false;
             break;
         }
-        const CcittModes& modes = ccitt_modes[ccitt_peek(bits, kCcittModeBits)];
+        const CcittModes& modes = ccitt_mode_table[ccitt_peek(bits, kCcittModeBits)];
         if (bits.bits >> 61 == kThreeV0 && decode_straight(bits, line, pixels, width)) {
             continue;
         }
@@ -208,7 +208,8 @@ void ccitt_decode_strip_2d(StripWalk& walk, CcittDecoder& decoder, CcittInput& i
         std::fill_n(list - 2, 2, -1);
     }
     end_list(reference, width);
-    for (i32 i = 0; i < walk.rows; ++i) {
+    // A line that the data ends in is delivered as far as it goes, as one with a bad code is.
+    for (i32 i = 0; i < walk.rows && ccitt_fill(input, bits); ++i) {
         T6Line line = {.a0 = 0,
                        .b = reference,
                        .b_first = reference - 2,

@@ -119,11 +119,15 @@ constexpr std::array<CcittModes, 1 << kCcittModeBits> modes_table()
     return table;
 }
 
+constexpr std::array<CcittRunTable, 2> ccitt_build_tables()
+{
+    return {run_table(ccitt_white_codes), run_table(ccitt_black_codes)};
+}
+
 }  // namespace
 
-constexpr CcittRunTable ccitt_white_runs = run_table(ccitt_white_codes);
-constexpr CcittRunTable ccitt_black_runs = run_table(ccitt_black_codes);
+constexpr std::array<CcittRunTable, 2> ccitt_run_tables = ccitt_build_tables();
 constexpr std::array<CcittPair, 1 << kCcittMaxBits> ccitt_pairs = pair_table();
-constexpr std::array<CcittModes, 1 << kCcittModeBits> ccitt_modes = modes_table();
+constexpr std::array<CcittModes, 1 << kCcittModeBits> ccitt_mode_table = modes_table();
 
 }  // namespace orv

@@ -295,8 +295,7 @@ inline constexpr i32 kCcittEolRun = 4095;  // the run of the EOL code
 
 using CcittRunTable = std::array<CcittRun, 1 << kCcittMaxBits>;
 
-extern const CcittRunTable ccitt_white_runs;
-extern const CcittRunTable ccitt_black_runs;
+extern const std::array<CcittRunTable, 2> ccitt_run_tables;  // white, black
 
 // A white run and a black one behind it, both below 64 and the black one not 0, where 13 bits hold the
 // codes of both; else length 0.
@@ -320,6 +319,6 @@ struct CcittModes {
 
 inline constexpr u32 kCcittModeBits = 10;
 
-extern const std::array<CcittModes, 1 << kCcittModeBits> ccitt_modes;
+extern const std::array<CcittModes, 1 << kCcittModeBits> ccitt_mode_table;
 
 }  // namespace orv

@@ -164,7 +164,7 @@ std::vector<Line> plain_t6(Plain in, int width, int rows)
 {
     std::vector<Line> lines;
     std::vector<int> above = {-1, -1, width, width, width + 1, width + 1};
-    for (bool more = true; more && static_cast<int>(lines.size()) < rows;) {
+    for (bool more = true; more && !in.ended() && static_cast<int>(lines.size()) < rows;) {
         std::vector<int> changes = {-1, -1};
         Line line(static_cast<usize>(width));
         more = plain_t6_line(in, width, above, changes, line);
