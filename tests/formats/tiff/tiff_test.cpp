@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 
 #include "formats/tiff/tiff_rows.h"
 #include "orvimg32/orvimg32.h"
@@ -88,84 +89,61 @@ TEST(Tiff, Rows)
     u32 const at = kDataPosition;
     struct Case {
         const char* what;
-        u32 width, height, bits, samples;
+        std::array<u32, 4> size;  // width, height, bits, samples
         Tags tags;
         Bytes data;
         std::vector<Bytes> rows;  // the beginning of each
-        usize length;
+        usize length = 4;
     };
     const Case cases[] = {
-        {"white is zero, 4 bits", 3, 1, 4, 1, {{262, 3, 1, 0}}, {0x12, 0x3F}, {{0xED, 0xC0}}, 4},
-        {"16 bits stay as they are", 2, 1, 16, 1, {{262, 3, 1, 0}}, {1, 2, 3, 4}, {{1, 2}}, 4},
+        {"white is zero, 4 bits", {3, 1, 4, 1}, {{262, 3, 1, 0}}, {0x12, 0x3F}, {{0xED, 0xC0}}},
+        {"16 bits stay as they are", {2, 1, 16, 1}, {{262, 3, 1, 0}}, {1, 2, 3, 4}, {{1, 2}}},
         {"complement before predictor",
-         3,
-         1,
-         8,
-         1,
+         {3, 1, 8, 1},
          {{262, 3, 1, 0}, {317, 3, 1, 2}},
          {0xFE, 0xFF, 0xFD},
-         {{1, 1, 3}},
-         4},
+         {{1, 1, 3}}},
         {"CMYK",
-         2,
-         1,
-         8,
-         4,
+         {2, 1, 8, 4},
          {{262, 3, 1, 5}},
          {0, 0, 0, 0, 200, 10, 20, 100},
          {{255, 255, 255, 135, 145, 0}},
          8},
-        {"four samples swap by threes", 1, 1, 8, 4, {{262, 3, 1, 2}}, {1, 2, 3, 4}, {{3, 2, 1, 4}}, 4},
-        {"row cut short", 2, 3, 8, 1, {}, {1, 2, 3, 4, 5}, {{1, 2}, {3, 4}}, 4},
+        {"four samples swap by threes", {1, 1, 8, 4}, {{262, 3, 1, 2}}, {1, 2, 3, 4}, {{3, 2, 1, 4}}},
+        {"row cut short", {2, 3, 8, 1}, {}, {1, 2, 3, 4, 5}, {{1, 2}, {3, 4}}},
         {"table of SHORT",
-         2,
-         2,
-         8,
-         1,
+         {2, 2, 8, 1},
          {{273, 3, 3, at}, {278, 3, 1, 1}},
          {148, 1, 150, 1, 7, 8, 9, 9},
-         {{7, 8}, {9, 9}},
-         4},
+         {{7, 8}, {9, 9}}},
         {"two SHORTs",
-         1,
-         2,
-         8,
-         1,
+         {1, 2, 8, 1},
          {{273, 3, 2, (at + 1) << 16 | (at + 4)}, {278, 3, 1, 1}},
          {1, 2, 3, 4, 5},
-         {{5}, {2}},
-         4},
-        {"no rows a strip", 1, 2, 8, 1, {{278, 3, 1, 0}}, {1, 2}, {{1}, {2}}, 4},
-        {"offset beyond the file", 1, 2, 8, 1, {{273, 4, 1, 0x7FFFFFFF}}, {1, 2}, {}, 4},
+         {{5}, {2}}},
+        {"no rows a strip", {1, 2, 8, 1}, {{278, 3, 1, 0}}, {1, 2}, {{1}, {2}}},
+        {"offset beyond the file", {1, 2, 8, 1}, {{273, 4, 1, 0x7FFFFFFF}}, {1, 2}, {}},
         {"PackBits code past the row",
-         2,
-         2,
-         8,
-         1,
+         {2, 2, 8, 1},
          {{259, 3, 1, 32773}},
          {128, 3, 1, 2, 3, 4, 0xFD, 9},
-         {{1, 2}, {9, 9}},
-         4},
-        {"PackBits run cut short", 4, 1, 8, 1, {{259, 3, 1, 32773}}, {5, 1, 2}, {}, 4},
+         {{1, 2}, {9, 9}}},
+        {"PackBits run cut short", {4, 1, 8, 1}, {{259, 3, 1, 32773}}, {5, 1, 2}, {}},
         // Clear 256, Clear, 1, 258 (grown from itself), 2, EndOfInformation
-        {"LZW", 2, 2, 8, 1, {{259, 3, 1, 5}}, {0x80, 0x40, 0x00, 0x30, 0x20, 0x14, 0x04}, {{1, 1}, {1, 2}}, 4},
-        {"LZW without Clear", 1, 1, 8, 1, {{259, 3, 1, 5}}, {0, 0x81, 1, 1}, {}, 4},
-        {"CCITT at 8 bits", 8, 1, 8, 1, {{259, 3, 1, 3}}, {1, 2, 3, 4}, {}, 4},
+        {"LZW", {2, 2, 8, 1}, {{259, 3, 1, 5}}, {0x80, 0x40, 0x00, 0x30, 0x20, 0x14, 0x04}, {{1, 1}, {1, 2}}},
+        {"LZW without Clear", {1, 1, 8, 1}, {{259, 3, 1, 5}}, {0, 0x81, 1, 1}, {}},
+        {"CCITT at 8 bits", {8, 1, 8, 1}, {{259, 3, 1, 3}}, {1, 2, 3, 4}, {}},
         {"T.6: an empty line, then EOFB",
-         8,
-         3,
-         1,
-         1,
+         {8, 3, 1, 1},
          {{259, 3, 1, 4}, {262, 3, 1, 0}},
          {0x80, 0x08, 0x00, 0x80},
-         {{0xFF}, {0xFF}},
-         4},
-        {"T.6: no Photometric", 8, 1, 1, 1, {{259, 3, 1, 4}}, {0x80}, {{0}}, 4},
+         {{0xFF}, {0xFF}}},
+        {"T.6: no Photometric", {8, 1, 1, 1}, {{259, 3, 1, 4}}, {0x80}, {{0}}},
     };
     for (const Case& test : cases) {
         SCOPED_TRACE(test.what);
-        Streamed const streamed =
-            stream_file(picture(test.width, test.height, test.bits, test.samples, test.tags, test.data));
+        const auto [width, height, bits, samples] = test.size;
+        Streamed const streamed = stream_file(picture(width, height, bits, samples, test.tags, test.data));
         EXPECT_GE(streamed.result, 0);
         ASSERT_EQ(streamed.rows.size(), test.rows.size());
         for (usize y = 0; y < test.rows.size(); ++y) {
