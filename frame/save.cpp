@@ -112,20 +112,23 @@ i16 format_by_name(const char* file_name)
     return ORV_FORMAT_BY_NAME;
 }
 
-// A file to save to, or -1. A file that gets a page is opened as it is.
+// A file to save to, or -1. One that gets a page is opened as it is; where it can't be read it is made
+// only if there is none, so that no pages are lost.
 int open_target(const char* file_name, ExistingFile existing)
 {
     if (file_name == nullptr || file_name[0] == '\0') {
         return -1;
     }
-    if (existing == ExistingFile::GetsPage) {
-        int const file = platform::_lopen(file_name, platform::OF_READ);
-        if (file >= 0) {
-            platform::_lclose(file);
-            return platform::_lopen(file_name, platform::OF_READWRITE);
-        }
+    if (existing == ExistingFile::Replaced) {
+        return platform::_lcreat(file_name, 0);
     }
-    return platform::_lcreat(file_name, 0);
+    int const file = platform::_lopen(file_name, platform::OF_READ);
+    if (file < 0) {
+        platform::OFSTRUCT made;
+        return platform::OpenFile(file_name, &made, platform::OF_CREATE);
+    }
+    platform::_lclose(file);
+    return platform::_lopen(file_name, platform::OF_READWRITE);
 }
 
 // The header of what a save of this record writes, in a block of its own; null when memory is out.
