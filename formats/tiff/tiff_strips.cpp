@@ -127,12 +127,21 @@ StripWalk strip_walk(const TiffDirectory& dir, StreamHandle stream)
 namespace
 {
 
-// Strips may overlap, and may hold more than their rows. What they cost together is kept in proportion
-// to the data that they span and to the picture.
-bool within_budget(const StripWalk& walk, i64 data_end)
+// Strips may overlap, and may hold more than their rows, which later strips then put again. What that
+// costs is kept in proportion to the data that they span and to the picture: past a first limit a strip
+// puts its own rows alone, past a second one none is decoded.
+enum class Budget { Left, OwnRows, Spent };
+
+Budget budget_of(const StripWalk& walk, i64 data_end)
 {
-    const i64 rows = static_cast<i64>(walk.plane_height) * walk.planes;
-    return walk.bytes_used <= 4 * data_end + rows * walk.row_bytes + 0x10000 && walk.rows_put <= 4 * rows;
+    constexpr i64 kAlways = 0x100000;  // bytes that any picture may cost
+    const i64 picture = static_cast<i64>(walk.plane_height) * walk.planes * walk.row_bytes;
+    const i64 bytes = 4 * data_end + picture + kAlways;
+    if (walk.bytes_used > 2 * bytes) {
+        return Budget::Spent;
+    }
+    const bool over = walk.bytes_used > bytes || walk.rows_put * walk.row_bytes > 4 * picture + kAlways;
+    return over ? Budget::OwnRows : Budget::Left;
 }
 
 // Seeks strip number `strip`. Planes that one entry names follow each other without a gap.
@@ -155,12 +164,14 @@ void decode_strips(StripWalk& walk, void (*decode_strip)(StripWalk& walk, void* 
     i32 strip = 0;
     for (i32 plane = 0; plane < walk.planes; ++plane) {
         walk.first_row = plane * walk.plane_height;
-        walk.end_row = walk.first_row + walk.plane_height;
-        for (; walk.first_row < walk.end_row; walk.first_row += walk.rows, ++strip) {
-            walk.rows = std::min(walk.rows_per_strip, walk.end_row - walk.first_row);
-            if (!within_budget(walk, data_end)) {
+        const i32 plane_end = walk.first_row + walk.plane_height;
+        for (; walk.first_row < plane_end; walk.first_row += walk.rows, ++strip) {
+            walk.rows = std::min(walk.rows_per_strip, plane_end - walk.first_row);
+            const Budget budget = budget_of(walk, data_end);
+            if (budget == Budget::Spent) {
                 return;
             }
+            walk.end_row = budget == Budget::Left ? plane_end : walk.first_row + walk.rows;
             if (seek_next(walk, strip, used, position)) {
                 const i64 before = walk.bytes_used;
                 decode_strip(walk, context);

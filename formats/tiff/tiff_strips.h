@@ -21,7 +21,7 @@ struct StripWalk {
 
     i32 first_row;  // of the strip at hand, counted through all planes
     i32 rows;       // that the strip should hold
-    i32 end_row;    // behind the last row of the plane
+    i32 end_row;    // behind the last row that the strip may put: the plane's, or its own
 
     // Kept by the decoders, so that strips that overlap can't cost more than data and picture together.
     i64 bytes_used;
