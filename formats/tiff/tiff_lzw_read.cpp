@@ -231,7 +231,10 @@ bool lzw_until_clear(StripWalk& walk, const LzwContext& lzw, LzwBits& in, LzwOut
 
 void decode_lzw_strip(StripWalk& walk, void* context)
 {
-    const LzwContext& lzw = *static_cast<LzwContext*>(context);
+    LzwContext lzw = *static_cast<LzwContext*>(context);
+    // Nothing is decoded behind the last row that is wanted.
+    const u32 wanted = static_cast<u32>((walk.end_row - walk.first_row) * walk.row_bytes);
+    lzw.flush_at = std::min(lzw.flush_at, wanted);
     LzwBits in = {.in = chunk_open(walk.stream, lzw.input, kChunkBytes), .bits = 0, .count = 0, .used = 0};
     LzwOutput out = {.length = 0, .row = walk.first_row};
     if (lzw_code(in, kMinCodeBits) == kClear) {

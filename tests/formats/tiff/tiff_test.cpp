@@ -156,6 +156,31 @@ TEST(Tiff, Rows)
     }
 }
 
+// Without end codes a strip runs on through all that lies behind it. Lying in reverse order, each then puts
+// wrong rows that the strips after it put right.
+TEST(Tiff, LzwStripsThatRunOnStillGiveThePicture)
+{
+    constexpr u32 kRows = 3000;
+    std::vector<u8> data;
+    for (u32 strip = 0; strip < kRows; ++strip) {
+        put_number(data, kDataPosition + 4 * kRows + 9 * (kRows - 1 - strip), 4);
+    }
+    for (u32 strip = kRows; strip-- > 0;) {
+        // Clear and seven bytes, 9 bits each.
+        u64 const codes = strip % 251 * 0x0040201008040201;
+        data.push_back(0x80);
+        for (int shift = 56; shift >= 0; shift -= 8) {
+            data.push_back(static_cast<u8>(codes >> shift));
+        }
+    }
+    std::vector<u8> const file =
+        picture(7, kRows, 8, 1, {{259, 3, 1, 5}, {273, 4, kRows, kDataPosition}, {278, 3, 1, 1}}, data);
+    Picture const loaded = load_picture(file);
+    for (u32 row = 0; row < kRows; ++row) {
+        ASSERT_EQ(loaded.pixels[row * 7 + 6], row % 251 * 0x010101) << row;
+    }
+}
+
 TEST(Tiff, RedAndBlueChangePlacesInRowsOfAnyLength)
 {
     for (usize length = 0; length < 260; ++length) {
