@@ -11,7 +11,7 @@ namespace
 TEST(BitmapRobust, DamagedFiles)
 {
     for (const char* folder : {"pcx", "dcx", "tga"}) {
-        check_fixtures(folder, 150);
+        check_fixtures(folder, 2000);
     }
 }
 

@@ -12,7 +12,7 @@ namespace
 
 TEST(BmpRobust, CutAndDamagedFiles)
 {
-    check_fixtures("bmp", 300);
+    check_fixtures("bmp", 2000);
 }
 
 TEST(BmpRobust, FailingAllocationsOfALoadAndASave)

@@ -12,7 +12,7 @@ namespace
 
 TEST(TiffRobust, TruncatedAndMutated)
 {
-    check_fixtures("tiff", 400);
+    check_fixtures("tiff", 2000);
 }
 
 TEST(TiffRobust, AllocationFailures)
