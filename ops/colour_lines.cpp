@@ -6,10 +6,11 @@
 namespace orv
 {
 
-void colour_lines_measure(Operation& op)
+ErrorCode colour_lines_measure(Operation& op)
 {
     const usize pixels = static_cast<usize>(op.width) + 2 * kSparePixels;
     op.work_bytes[0] = op.work_bytes[1] = pixels * kWordsPerPixel * sizeof(i16);
+    return kOk;
 }
 
 i16* colour_line(Operation& op, i32 row)

@@ -11,8 +11,8 @@ namespace orv
 inline constexpr usize kWordsPerPixel = 4;
 inline constexpr usize kSparePixels = 2;  // at each end of a line; they stay 0
 
-// Sets the work_bytes of the lines, which are colour_line's.
-void colour_lines_measure(Operation& op);
+// For plans: sets the work_bytes of the lines, which are colour_line's.
+ErrorCode colour_lines_measure(Operation& op);
 
 // Pixel 0 of a row's line: rows take turns. Signed words: blue, green, red, and one that means nothing.
 i16* colour_line(Operation& op, i32 row);

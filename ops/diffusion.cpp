@@ -52,7 +52,7 @@ static_assert([] {
 
 // The places of the working memory. A line is width words and kSpare at each end, which stay 0.
 constexpr usize kSpare = 2;
-enum DiffusionWork : usize { kLines = kMonoOwn, kShares };
+enum DiffusionWork : usize { kLines = kGrayOwn, kShares };
 
 struct MonoRows {
     i16* line;  // this row's grays with all that has come from below; leaves with its errors
@@ -134,7 +134,7 @@ void diffuse_row_mono(u8* whites, i16* line, i32 row, usize width)
 ErrorCode diffusion_measure(Operation& op)
 {
     const usize width = static_cast<usize>(op.width);
-    mono_measure(op);
+    gray_measure(op);
     op.work_bytes[kLines] = 3 * (width + 2 * kSpare) * sizeof(i16);
     op.work_bytes[kShares] = 4 * (width + 2 * kSpare) * sizeof(i16);
     return kOk;
@@ -143,12 +143,12 @@ ErrorCode diffusion_measure(Operation& op)
 void mono_row(Operation& op, i32 row)
 {
     const usize width = static_cast<usize>(op.width);
-    const u8* const grays = mono_grays(op, row);
+    const u8* const grays = gray_row_of(op, row);
     i16* const line = mono_line(op, row);
     for (usize x = 0; x < width; ++x) {
         line[x] = static_cast<i16>(line[x] + grays[x]);
     }
-    u8* const whites = op.work[kMonoGrays];
+    u8* const whites = op.work[kGrayBytes];
     diffuse_row_mono(whites, line, row, width);
     constexpr std::array<u8, 8> kZeros = {};
     pack_above(whites, kZeros, result_row(op, row), width);
@@ -168,7 +168,7 @@ constexpr OperationPlan kDiffusionMono = {
     .result_bits = 1,
     .palette = "tiff",
     .measure = diffusion_measure,
-    .prepare = mono_prepare,
+    .prepare = gray_prepare<GrayWeights::Over100>,
     .row = mono_row,
 };
 
@@ -252,12 +252,6 @@ void diffuse_row_16(u8* out, i16* line, std::ptrdiff_t line_distance, usize widt
     spread_colour_errors(line, line + line_distance, width);
 }
 
-ErrorCode sixteen_measure(Operation& op)
-{
-    colour_lines_measure(op);
-    return kOk;
-}
-
 void sixteen_row(Operation& op, i32 row)
 {
     if (row == 0) {
@@ -275,7 +269,7 @@ constexpr OperationPlan kDiffusionColour = {
     .saved_palette = SavedPalette::Ends,
     .result_bits = 4,
     .palette = "pcx",
-    .measure = sixteen_measure,
+    .measure = colour_lines_measure,
     .row = sixteen_row,
 };
 

@@ -55,7 +55,7 @@ std::array<u8, 8> row_thresholds(const u8* matrix, i32 row)
 void ordered_row(Operation& op, i32 row)
 {
     const usize width = static_cast<usize>(op.width);
-    const u8* const grays = mono_grays(op, row);
+    const u8* const grays = gray_row_of(op, row);
     pack_above(grays, row_thresholds(static_cast<const u8*>(op.argument), row), result_row(op, row), width);
 }
 
@@ -66,8 +66,8 @@ constexpr OperationPlan kOrderedMono = {
     .saved_palette = SavedPalette::Ends,
     .result_bits = 1,
     .palette = "tiff",
-    .measure = mono_measure,
-    .prepare = mono_prepare,
+    .measure = gray_measure,
+    .prepare = gray_prepare<GrayWeights::Over100>,
     .row = ordered_row,
 };
 

@@ -111,23 +111,27 @@ void pack_above(const u8* values, std::span<const u8, 8> thresholds, u8* out, us
     }
 }
 
-ErrorCode mono_measure(Operation& op)
+ErrorCode gray_measure(Operation& op)
 {
-    op.work_bytes[kMonoTable] = sizeof(GrayRows);
-    op.work_bytes[kMonoGrays] = static_cast<usize>(op.width) + 1;
+    op.work_bytes[kGrayTable] = sizeof(GrayRows);
+    op.work_bytes[kGrayBytes] = static_cast<usize>(op.width) + 1;
     return kOk;
 }
 
-ErrorCode mono_prepare(Operation& op)
+template <GrayWeights weights>
+ErrorCode gray_prepare(Operation& op)
 {
-    gray_rows_open(*reinterpret_cast<GrayRows*>(op.work[kMonoTable]), *op.source, GrayWeights::Over100);
+    gray_rows_open(*reinterpret_cast<GrayRows*>(op.work[kGrayTable]), *op.source, weights);
     return kOk;
 }
 
-const u8* mono_grays(const Operation& op, i32 row)
+template ErrorCode gray_prepare<GrayWeights::Over100>(Operation& op);
+template ErrorCode gray_prepare<GrayWeights::Over128>(Operation& op);
+
+const u8* gray_row_of(const Operation& op, i32 row)
 {
-    const GrayRows& table = *reinterpret_cast<const GrayRows*>(op.work[kMonoTable]);
-    return gray_rows_get(table, source_row(op, row), op.work[kMonoGrays], static_cast<usize>(op.width));
+    const GrayRows& table = *reinterpret_cast<const GrayRows*>(op.work[kGrayTable]);
+    return gray_rows_get(table, source_row(op, row), op.work[kGrayBytes], static_cast<usize>(op.width));
 }
 
 }  // namespace orv

@@ -21,15 +21,18 @@ struct GrayRows {
     u8 pair[256][2];  // by byte at 4 bits, the left pixel first
 };
 
-// The first two blocks of working memory of an operation to black and white: measured and filled by the
+// The first two blocks of working memory of an operation that reads grays: measured and filled by the
 // functions below, which its plan names or calls.
-enum MonoWork : usize { kMonoTable, kMonoGrays, kMonoOwn };
+enum GrayWork : usize { kGrayTable, kGrayBytes, kGrayOwn };
 
-ErrorCode mono_measure(Operation& op);
-ErrorCode mono_prepare(Operation& op);
+ErrorCode gray_measure(Operation& op);
 
-// The grays of a stored row by the weights over 100: in op.work[kMonoGrays], or the row itself.
-const u8* mono_grays(const Operation& op, i32 row);
+// For plans: fills the table by these weights.
+template <GrayWeights weights>
+ErrorCode gray_prepare(Operation& op);
+
+// The grays of a stored row: in op.work[kGrayBytes], or the row itself.
+const u8* gray_row_of(const Operation& op, i32 row);
 
 // Fills it in for pictures of 4, 8 or 24 bits.
 void gray_rows_open(GrayRows& rows, const ImageHeader& header, GrayWeights weights);

@@ -92,12 +92,6 @@ void diffuse_row_332(u8* out, i16* line, std::ptrdiff_t line_distance, i32 row, 
     spread_colour_errors(line, line + line_distance, width);
 }
 
-ErrorCode mediancut_measure(Operation& op)
-{
-    colour_lines_measure(op);
-    return kOk;
-}
-
 void mediancut_row(Operation& op, i32 row)
 {
     if (row == 0) {
@@ -116,35 +110,16 @@ constexpr OperationPlan kMediancut = {
     .saved_palette = SavedPalette::Ends,
     .result_bits = 8,
     .palette = "targa",
-    .measure = mediancut_measure,
+    .measure = colour_lines_measure,
     .row = mediancut_row,
 };
 
 // ---- gray
 
-ErrorCode gray_measure(Operation& op)
-{
-    op.work_bytes[0] = sizeof(GrayRows);
-    op.work_bytes[1] = static_cast<usize>(op.width) + 1;
-    return kOk;
-}
-
-GrayRows& gray_table(Operation& op)
-{
-    return *reinterpret_cast<GrayRows*>(op.work[0]);
-}
-
-ErrorCode gray_prepare(Operation& op)
-{
-    gray_rows_open(gray_table(op), *op.source, GrayWeights::Over128);
-    return kOk;
-}
-
 void gray_row(Operation& op, i32 row)
 {
     const usize width = static_cast<usize>(op.width);
-    const u8* const grays = gray_rows_get(gray_table(op), source_row(op, row), op.work[1], width);
-    std::memcpy(result_row(op, row), grays, width);
+    std::memcpy(result_row(op, row), gray_row_of(op, row), width);
 }
 
 constexpr OperationPlan kGray = {
@@ -155,7 +130,7 @@ constexpr OperationPlan kGray = {
     .result_bits = 8,
     .palette = "tiff",
     .measure = gray_measure,
-    .prepare = gray_prepare,
+    .prepare = gray_prepare<GrayWeights::Over128>,
     .row = gray_row,
 };
 

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "frame/bytes.h"
+
 namespace orv
 {
 namespace
@@ -14,15 +16,6 @@ usize positions_below(u64 end, u64 start, u32 step, usize count)
         return 0;
     }
     return step == 0 ? count : std::min<usize>(count, static_cast<usize>((end - start + step - 1) / step));
-}
-
-u64 load_be64(const u8* p)
-{
-    u64 value = 0;
-    for (int k = 0; k < 8; ++k) {
-        value = value << 8 | p[k];
-    }
-    return value;
 }
 
 // Eight pixels within one word, for steps that keep them there: bit 63 is the first source pixel.

@@ -31,11 +31,6 @@ struct CcittInput {
 // Refills the chunk and gives the bits filled up: count above 0 if there is a real one.
 CcittBits ccitt_refill(CcittInput& input, CcittBits bits);
 
-static inline u64 load_be64(const u8* p)
-{
-    return u64{load_be32(p)} << 32 | load_be32(p + 4);
-}
-
 // Sees to it that there are at least 32 real bits or all that are left. False if none is left.
 [[gnu::always_inline]] static inline bool ccitt_fill(CcittInput& input, CcittBits& bits)
 {

@@ -86,11 +86,6 @@ void store_tail(u8* p, u64 tail)
 namespace
 {
 
-u64 load_be64(const u8* p)
-{
-    return u64{load_be32(p)} << 32 | load_be32(p + 4);
-}
-
 // Takes the last bytes of the chunk and of the data into the register. False when fewer than `size`
 // bits are left.
 bool lzw_refill(LzwBits& in, u32 size)

@@ -62,22 +62,39 @@ Picture take_picture(i16 handle, const std::string& name)
     return picture;
 }
 
+// A locked image, and what says how to read it.
+struct Locked {
+    i32 block = 0;
+    u16 width = 0, height = 0, bits = 0;
+    const ImageHeader* header = nullptr;
+    const u8* rows = nullptr;
+};
+
+// Without a header where the handle holds no image, which fails the test.
+Locked lock(int handle)
+{
+    Locked image;
+    image.block = IMG_bitmap_info(handle, &image.width, &image.height, &image.bits);
+    image.header = static_cast<const ImageHeader*>(orv_block_lock(image.block));
+    if (image.header == nullptr) {
+        ADD_FAILURE() << "handle " << handle << " holds no image";
+    } else {
+        image.rows =
+            reinterpret_cast<const u8*>(image.header) + kBitmapHeaderBytes + palette_bytes(image.header->info);
+    }
+    return image;
+}
+
 }  // namespace
 
 Picture picture_of(int handle)
 {
-    u16 width = 0;
-    u16 height = 0;
-    u16 bits = 0;
-    const i32 block = IMG_bitmap_info(handle, &width, &height, &bits);
-    const auto* header = static_cast<const ImageHeader*>(orv_block_lock(block));
+    const auto [block, width, height, bits, header, rows] = lock(handle);
     if (header == nullptr) {
-        ADD_FAILURE() << "handle " << handle << " holds no image";
         return {};
     }
     Picture picture{width, height, bits, {}};
     picture.pixels.reserve(usize{width} * height);
-    const u8* rows = reinterpret_cast<const u8*>(header) + kBitmapHeaderBytes + palette_bytes(header->info);
     for (usize y = height; y-- > 0;) {
         for (usize x = 0; x < width; x++) {
             picture.pixels.push_back(pixel_at(*header, rows + y * stride_of(width, bits), bits, x));
@@ -105,16 +122,10 @@ Picture load_picture(std::span<const u8> bytes, int page)
 
 std::vector<u8> raw_rows(int handle)
 {
-    u16 width = 0;
-    u16 height = 0;
-    u16 bits = 0;
-    const i32 block = IMG_bitmap_info(handle, &width, &height, &bits);
-    const auto* header = static_cast<const ImageHeader*>(orv_block_lock(block));
+    const auto [block, width, height, bits, header, rows] = lock(handle);
     if (header == nullptr) {
-        ADD_FAILURE() << "handle " << handle << " holds no image";
         return {};
     }
-    const u8* rows = reinterpret_cast<const u8*>(header) + kBitmapHeaderBytes + palette_bytes(header->info);
     std::vector<u8> bytes(rows, rows + stride_of(width, bits) * height);
     orv_block_unlock(block);
     return bytes;
