@@ -28,7 +28,7 @@ struct MemoryFile {
 tmsize_t memory_read(thandle_t handle, void* buffer, tmsize_t count)
 {
     MemoryFile& file = *static_cast<MemoryFile*>(handle);
-    usize const there = std::min(static_cast<usize>(count), file.bytes.size() - file.position);
+    const usize there = std::min(static_cast<usize>(count), file.bytes.size() - file.position);
     std::memcpy(buffer, file.bytes.data() + file.position, there);
     file.position += there;
     return static_cast<tmsize_t>(there);
@@ -46,7 +46,7 @@ tmsize_t memory_write(thandle_t handle, void* buffer, tmsize_t count)
 toff_t memory_seek(thandle_t handle, toff_t offset, int origin)
 {
     MemoryFile& file = *static_cast<MemoryFile*>(handle);
-    usize const from = origin == SEEK_SET ? 0 : origin == SEEK_CUR ? file.position : file.bytes.size();
+    const usize from = origin == SEEK_SET ? 0 : origin == SEEK_CUR ? file.position : file.bytes.size();
     return file.position = from + offset;
 }
 
@@ -100,9 +100,9 @@ void letter(Raster& page, u32 left, u32 top, u32 which)
         black_box(page, left, top + which % 7 * 4, 16, 3);
     }
     for (u32 y = 0; y < 21 && which % 4 != 0; ++y) {  // a ring 18 wide, its pen thicker at the sides
-        u32 const rise = y < 11 ? y : 20 - y;
-        u32 const inset = rise > 6 ? 0 : (6 - rise) * (6 - rise) / 4;
-        u32 const pen = rise < 2 ? 9 - inset : 4;
+        const u32 rise = y < 11 ? y : 20 - y;
+        const u32 inset = rise > 6 ? 0 : (6 - rise) * (6 - rise) / 4;
+        const u32 pen = rise < 2 ? 9 - inset : 4;
         black_box(page, left + inset, top + 9 + y, pen, 1);
         black_box(page, left + 18 - inset - pen, top + 9 + y, which % 6 == 1 && rise > 4 ? 0 : pen, 1);
     }
@@ -114,7 +114,7 @@ Raster text_page()
     page.rows.resize(page.row_bytes() * page.height);
     std::minstd_rand random(11);
     for (u32 top = 300; top < 3200; top += random() % 9 == 0 ? 100 : 50) {
-        u32 const end = random() % 6 == 0 ? 900 + static_cast<u32>(random() % 1200) : 2230;
+        const u32 end = random() % 6 == 0 ? 900 + static_cast<u32>(random() % 1200) : 2230;
         for (u32 left = 250; left < end;) {
             for (u32 n = 1 + static_cast<u32>(random() % 9); n > 0 && left < end; --n, left += 22) {
                 letter(page, left, top, 1 + static_cast<u32>(random() % 30));
@@ -131,9 +131,9 @@ Raster photograph(bool palette)
     std::minstd_rand random(7);
     for (int y = 0; y < 2000; ++y) {
         for (int x = 0; x < 3000; ++x) {
-            u8 const r = photo_value(x, y, 0, random);
-            u8 const g = photo_value(x, y, 1, random);
-            u8 const b = photo_value(x, y, 2, random);
+            const u8 r = photo_value(x, y, 0, random);
+            const u8 g = photo_value(x, y, 1, random);
+            const u8 b = photo_value(x, y, 2, random);
             if (palette) {
                 picture.rows.push_back(static_cast<u8>((r & 0xE0) | (g & 0xE0) >> 3 | b >> 6));
             } else {
@@ -186,11 +186,11 @@ bool decode_by_libtiff(MemoryFile& file, bool blue_first)
     TIFF* const tiff = open_memory(file, "r");
     u32 height = 0;
     TIFFGetField(tiff, TIFFTAG_IMAGELENGTH, &height);
-    usize const size = static_cast<usize>(TIFFScanlineSize(tiff)) * height;
+    const usize size = static_cast<usize>(TIFFScanlineSize(tiff)) * height;
     u8* const image = static_cast<u8*>(std::malloc(size));
     usize done = 0;
     for (u32 strip = 0; strip < TIFFNumberOfStrips(tiff); ++strip) {
-        tmsize_t const came =
+        const tmsize_t came =
             TIFFReadEncodedStrip(tiff, strip, image + done, static_cast<tmsize_t>(size - done));
         for (tmsize_t i = 0; blue_first && i + 2 < came; i += 3) {
             std::swap(image[done + static_cast<usize>(i)], image[done + static_cast<usize>(i) + 2]);
@@ -206,7 +206,7 @@ bool decode_by_libtiff(MemoryFile& file, bool blue_first)
 
 bool decode_by_library(MemoryFile& file)
 {
-    i16 const handle =
+    const i16 handle =
         IMG_decompress_bitmap_mem_sized(file.bytes.data(), static_cast<u32>(file.bytes.size()), 0);
     return handle >= 0 && IMG_delete_bitmap(handle) == 0;
 }
@@ -233,13 +233,13 @@ void run(benchmark::State& state, const Case& test)
     double rows = 1e9;
     double bitmap = 1e9;
     for ([[maybe_unused]] auto step : state) {
-        Clock::time_point const start = Clock::now();
+        const Clock::time_point start = Clock::now();
         bool decoded = decode_by_library(file);
-        Clock::time_point const own_end = Clock::now();
+        const Clock::time_point own_end = Clock::now();
         decoded = decoded && decode_by_libtiff(file, false);
-        Clock::time_point const rows_end = Clock::now();
+        const Clock::time_point rows_end = Clock::now();
         decoded = decoded && decode_by_libtiff(file, raster.samples == 3);
-        Clock::time_point const bitmap_end = Clock::now();
+        const Clock::time_point bitmap_end = Clock::now();
         if (!decoded) {
             state.SkipWithError("not decoded");
             break;
@@ -264,15 +264,15 @@ int main(int argc, char** argv)
 {
     using namespace orv::bench;
     benchmark::Initialize(&argc, argv);
-    auto const page = []() -> const Raster& {
+    const auto page = []() -> const Raster& {
         static const Raster raster = text_page();
         return raster;
     };
-    auto const photo = []() -> const Raster& {
+    const auto photo = []() -> const Raster& {
         static const Raster raster = photograph(false);
         return raster;
     };
-    auto const palette = []() -> const Raster& {
+    const auto palette = []() -> const Raster& {
         static const Raster raster = photograph(true);
         return raster;
     };

@@ -13,7 +13,7 @@ u8* block_alloc(usize bytes)
 void block_free(const void* pointer)
 {
     if (pointer != nullptr) {
-        platform::BlockHandle const block = platform::GlobalHandle(pointer);
+        const platform::BlockHandle block = platform::GlobalHandle(pointer);
         platform::GlobalUnlock(block);
         platform::GlobalFree(block);
     }

@@ -26,7 +26,7 @@ bool is_tga_type(u8 type)
 // come are 0, which no test asks for.
 i16 format_of_first_bytes(const u8* b)
 {
-    u32 const value = load_le32(b);
+    const u32 value = load_le32(b);
     if ((b[0] == 'M' && b[1] == 'M') || (b[0] == 'I' && b[1] == 'I')) {
         return ORV_FORMAT_TIFF;
     }
@@ -88,11 +88,11 @@ int16_t IMGLOW_get_filetype(const char* file_name)
     if (file_name == nullptr || file_name[0] == '\0') {
         return kUnreadable;
     }
-    int const file = platform::_lopen(file_name, platform::OF_READ);
+    const int file = platform::_lopen(file_name, platform::OF_READ);
     if (file < 0) {
         return kUnreadable;
     }
-    i16 const format = sniff_format(file);
+    const i16 format = sniff_format(file);
     platform::_lclose(file);
     return format == kUnknownFormat ? i16{kNotSupported} : format;
 }

@@ -53,9 +53,9 @@ bool grow_table()
     if (handle_count == kMostHandles) {
         return false;
     }
-    usize const bytes = (static_cast<usize>(handle_count) + 2) * sizeof(ImageRecord*);
+    const usize bytes = (static_cast<usize>(handle_count) + 2) * sizeof(ImageRecord*);
     platform::LocalUnlock(handle_table_block);
-    bool const grown = platform::LocalReAlloc(handle_table_block, bytes, platform::GMEM_MOVEABLE) != 0;
+    const bool grown = platform::LocalReAlloc(handle_table_block, bytes, platform::GMEM_MOVEABLE) != 0;
     handle_table = static_cast<ImageRecord**>(platform::LocalLock(handle_table_block));
     if (grown) {
         handle_table[handle_count] = nullptr;
@@ -66,7 +66,7 @@ bool grow_table()
 
 ImageRecord* make_record()
 {
-    platform::BlockHandle const block = platform::GlobalAlloc(platform::GMEM_SCRATCH_ZERO, sizeof(ImageRecord));
+    const platform::BlockHandle block = platform::GlobalAlloc(platform::GMEM_SCRATCH_ZERO, sizeof(ImageRecord));
     return static_cast<ImageRecord*>(platform::GlobalLock(block));
 }
 
@@ -181,7 +181,7 @@ ImageRecord* IMG_get_dib_intern(int32_t handle)
 
 int16_t IMG_get_croprect(int32_t handle, int16_t* left, int16_t* top, int16_t* width, int16_t* height)
 {
-    ImageRecord const* const record = handle_record(handle);
+    const ImageRecord* const record = handle_record(handle);
     if (record == nullptr) {
         return kBadHandle;
     }

@@ -20,7 +20,7 @@ i32 line_doubling;
 
 u32 seek_to_picture(u32 offset_or_page, StreamHandle stream)
 {
-    u32 const position = is_page(offset_or_page) ? 0 : offset_or_page;
+    const u32 position = is_page(offset_or_page) ? 0 : offset_or_page;
     stream_seek_to(stream, position);
     return position;
 }
@@ -37,12 +37,12 @@ i16 read_picture(StreamHandle stream, u32 offset, i16 page, RowCallback row_call
         return kNotSupported;
     }
     extra_info = {};
-    i16 const format = sniff_format(stream);
+    const i16 format = sniff_format(stream);
     if (format == kUnknownFormat || format_table[format].reader == nullptr) {
         return kNotSupported;
     }
     extra_info.format = format;
-    u32 const offset_or_page = page != 0 ? static_cast<u32>(i32{page}) | kPageMarker : offset;
+    const u32 offset_or_page = page != 0 ? static_cast<u32>(i32{page}) | kPageMarker : offset;
     return format_table[format].reader(offset_or_page, row_callback, user_data, header_callback, stream);
 }
 
@@ -50,7 +50,7 @@ i16 read_picture(StreamHandle stream, u32 offset, i16 page, RowCallback row_call
 template <typename Decode>
 i16 load_into_handle(Decode decode)
 {
-    i16 const handle = handle_allocate();
+    const i16 handle = handle_allocate();
     current_handle = handle;
     if (handle < 0) {
         return handle;
@@ -133,11 +133,11 @@ int16_t IMG_decompress_bitmap(const char* file_name)
     if (file_name == nullptr || file_name[0] == '\0') {
         return kUnreadable;
     }
-    int const file = platform::_lopen(file_name, platform::OF_READ);
+    const int file = platform::_lopen(file_name, platform::OF_READ);
     if (file < 0) {
         return kUnreadable;
     }
-    i16 const handle = IMG_decompress_bitmap_fd(file, 0, 0);
+    const i16 handle = IMG_decompress_bitmap_fd(file, 0, 0);
     platform::_lclose(file);
     return handle;
 }

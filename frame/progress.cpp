@@ -48,13 +48,13 @@ void progress_start()
 
 void progress_bump()
 {
-    i32 const total = page_total();
+    const i32 total = page_total();
     if (total > 5) {
         if (save_page_counter <= 5) {
             set_percent(save_percent + 1);
         }
     } else {
-        i32 const each = 5 / total;
+        const i32 each = 5 / total;
         set_percent(save_percent + each);
         if (each * total < 5 && save_page_counter == total) {
             set_percent(save_percent + 5 - each * total);

@@ -10,7 +10,7 @@ i64 row_stride_wide(i64 width, i64 bits)
 
 i16 RowStride(i16 width, i16 bits)
 {
-    i32 const words = static_cast<i16>((i32{width} * bits + 31) >> 5);
+    const i32 words = static_cast<i16>((i32{width} * bits + 31) >> 5);
     return static_cast<i16>(words * 4);
 }
 
@@ -50,8 +50,8 @@ ErrorCode header_check(const BITMAPINFOHEADER& header, DepthRule rule)
     if (header.biWidth < 1 || header.biHeight < 1) {
         return kBadData;
     }
-    u16 const bits = header.biBitCount;
-    bool const carried = bits == 1 || bits == 4 || bits == 8 || bits == 24;
+    const u16 bits = header.biBitCount;
+    const bool carried = bits == 1 || bits == 4 || bits == 8 || bits == 24;
     if (header.biWidth > kMaxSide || header.biHeight > kMaxSide || (rule == DepthRule::Carried && !carried) ||
         row_stride_wide(header.biWidth, bits) > kMaxRowStride) {
         return kNotSupported;

@@ -47,11 +47,11 @@ i32 crop_byte(i32 left, u16 bits)
 // Copies a row of the crop rectangle. What lies outside the image reads as zero bytes.
 void frame_row_source(void* user_data, void* destination, i16 row, i16 length)
 {
-    RowContext const& context = *static_cast<const RowContext*>(user_data);
-    i32 const storage_row = row + context.y_rows;
-    i32 const from = std::clamp(context.x_bytes, 0, context.stride);
-    i32 const to = std::clamp(context.x_bytes + length, 0, context.stride);
-    bool const inside = storage_row >= 0 && storage_row < context.height && from < to;
+    const RowContext& context = *static_cast<const RowContext*>(user_data);
+    const i32 storage_row = row + context.y_rows;
+    const i32 from = std::clamp(context.x_bytes, 0, context.stride);
+    const i32 to = std::clamp(context.x_bytes + length, 0, context.stride);
+    const bool inside = storage_row >= 0 && storage_row < context.height && from < to;
     if (!inside || to - from < length) {
         std::memset(destination, 0, static_cast<usize>(length));
     }
@@ -82,9 +82,9 @@ ErrorCode save_check(ImageRecord& record, i16 format)
 // True where the format does not take the picture's depth.
 bool refuses_depth(ImageRecord& record, i16 format)
 {
-    u16 const bits = image_lock(record)->info.biBitCount;
+    const u16 bits = image_lock(record)->info.biBitCount;
     image_unlock(record);
-    u8 const depth = bits == 1 ? kDepth1 : bits == 4 ? kDepth4 : bits == 8 ? kDepth8 : kDepth24;
+    const u8 depth = bits == 1 ? kDepth1 : bits == 4 ? kDepth4 : bits == 8 ? kDepth8 : kDepth24;
     return (format_table[format].save_depths & depth) == 0;
 }
 
@@ -101,9 +101,9 @@ constexpr NamedFormat kNamedFormats[] = {
 
 i16 format_by_name(const char* file_name)
 {
-    int const length = file_name == nullptr ? 0 : platform::lstrlenA(file_name);
+    const int length = file_name == nullptr ? 0 : platform::lstrlenA(file_name);
     if (length >= 3) {
-        for (NamedFormat const& named : kNamedFormats) {
+        for (const NamedFormat& named : kNamedFormats) {
             if (platform::lstrcmpiA(file_name + length - 3, named.ending) == 0) {
                 return named.format;
             }
@@ -122,7 +122,7 @@ int open_target(const char* file_name, ExistingFile existing)
     if (existing == ExistingFile::Replaced) {
         return platform::_lcreat(file_name, 0);
     }
-    int const file = platform::_lopen(file_name, platform::OF_READ);
+    const int file = platform::_lopen(file_name, platform::OF_READ);
     if (file < 0) {
         platform::OFSTRUCT made;
         return platform::OpenFile(file_name, &made, platform::OF_CREATE);
@@ -132,7 +132,7 @@ int open_target(const char* file_name, ExistingFile existing)
 }
 
 // The header of what a save of this record writes, in a block of its own; null when memory is out.
-ImageHeader* cropped_header(ImageRecord const& record, const ImageHeader* image)
+ImageHeader* cropped_header(const ImageRecord& record, const ImageHeader* image)
 {
     auto* const copy = reinterpret_cast<ImageHeader*>(block_alloc(kImageHeaderBytes));
     if (copy != nullptr) {
@@ -151,7 +151,7 @@ i16 save_handle(i32 handle, i16 format, Encode encode)
     if (record == nullptr) {
         return kBadHandle;
     }
-    ErrorCode const checked = save_check(*record, format);
+    const ErrorCode checked = save_check(*record, format);
     if (checked != kOk) {
         return checked;
     }
@@ -162,7 +162,7 @@ i16 save_handle(i32 handle, i16 format, Encode encode)
                           .x_bytes = crop_byte(record->crop_left, image->info.biBitCount),
                           .y_rows = record->image_height - record->crop_height - record->crop_top};
     ImageHeader* const header = cropped_header(*record, image);
-    i16 const result = header == nullptr ? i16{kOutOfMemory} : encode(header, frame_row_source, &context);
+    const i16 result = header == nullptr ? i16{kOutOfMemory} : encode(header, frame_row_source, &context);
     block_free(header);
     image_unlock(*record);
     return result;
@@ -180,7 +180,7 @@ int16_t IMGLOW_save_bitmap(int32_t stream, ImageHeader* header, int16_t format, 
 {
     i16 result = kNotSupported;
     if (is_written(format)) {
-        ErrorCode const checked = header_check(header->info);
+        const ErrorCode checked = header_check(header->info);
         result =
             checked == kOk ? format_table[format].encoder(stream, header, row_source, user_data) : i16{checked};
     }
@@ -199,7 +199,7 @@ int16_t IMGLOW_save_bitmap_mem_sized(void* block, uint32_t size, ImageHeader* he
                                      RowSource row_source, void* user_data, uint32_t* written)
 {
     memory_stream_open_sized(block, size, MemoryAccess::Write);
-    i16 const result = IMGLOW_save_bitmap(MEMORY_STREAM, header, format, row_source, user_data);
+    const i16 result = IMGLOW_save_bitmap(MEMORY_STREAM, header, format, row_source, user_data);
     if (written != nullptr) {
         *written = stream_size(MEMORY_STREAM);
     }
@@ -244,7 +244,7 @@ int16_t IMG_save_bitmap(int32_t handle, const char* file_name, int16_t format, i
     if (format == ORV_FORMAT_BY_NAME) {
         format = format_by_name(file_name);
     }
-    ErrorCode const checked = save_check(*record, format);
+    const ErrorCode checked = save_check(*record, format);
     if (checked != kOk) {
         return checked;
     }
@@ -252,11 +252,11 @@ int16_t IMG_save_bitmap(int32_t handle, const char* file_name, int16_t format, i
         // The encoder refuses by itself, with the reports that it makes, and no target is touched.
         return IMG_save_bitmap_fd(handle, kNoStream, format);
     }
-    int const file = open_target(file_name, format_table[format].existing);
+    const int file = open_target(file_name, format_table[format].existing);
     if (file < 0) {
         return kNotCreated;
     }
-    i16 const result = IMG_save_bitmap_fd(handle, file, format);
+    const i16 result = IMG_save_bitmap_fd(handle, file, format);
     platform::_lclose(file);
     return result;
 }

@@ -37,7 +37,7 @@ ErrorCode copy_header(const ImageHeader* image, ImageHeader& copy, i16& header_b
     if (header_bytes < static_cast<i16>(kBitmapHeaderBytes)) {
         return kBadData;
     }
-    ErrorCode const checked = header_check(copy.info);
+    const ErrorCode checked = header_check(copy.info);
     if (checked == kOk) {
         std::memcpy(copy.palette, reinterpret_cast<const u8*>(image) + header_bytes,
                     static_cast<usize>(palette_bytes(copy.info)));
@@ -55,14 +55,14 @@ i16 frame_header_sink(ImageHeader* header, void* user_data)
     if (record == nullptr) {
         return kBadHandle;
     }
-    ErrorCode const checked = header_check(header->info);
+    const ErrorCode checked = header_check(header->info);
     if (checked != kOk) {
         return checked;
     }
     reset_record(*record, header->info);
-    usize const head = kBitmapHeaderBytes + static_cast<usize>(palette_bytes(header->info));
-    usize const rows = (static_cast<usize>(header->info.biHeight) + 3) & ~usize{3};
-    i32 const block =
+    const usize head = kBitmapHeaderBytes + static_cast<usize>(palette_bytes(header->info));
+    const usize rows = (static_cast<usize>(header->info.biHeight) + 3) & ~usize{3};
+    const i32 block =
         platform::GlobalAlloc(platform::GMEM_MOVEABLE, head + rows * static_cast<usize>(record->row_stride));
     void* const address = platform::GlobalLock(block);
     if (address == nullptr) {
@@ -76,20 +76,20 @@ i16 frame_header_sink(ImageHeader* header, void* user_data)
 
 i16 frame_row_sink(const void* row, void* /*user_data*/, i16 row_number, i16 length)
 {
-    ImageRecord const* const record = handle_record(current_handle);
+    const ImageRecord* const record = handle_record(current_handle);
     if (record == nullptr || record->dib == nullptr || row_number < 0 || row_number >= record->image_height ||
         length <= 0) {
         return 0;
     }
     u8* const pixels = image_pixels(static_cast<ImageHeader*>(record->dib));
-    i64 const place = i64{record->image_height - row_number - 1} * record->row_stride;
+    const i64 place = i64{record->image_height - row_number - 1} * record->row_stride;
     std::memcpy(pixels + place, row, static_cast<usize>(std::min<i32>(length, record->row_stride)));
     return 0;
 }
 
 std::span<u8> frame_image_rows(RowCallback row_callback)
 {
-    ImageRecord const* const record = handle_record(current_handle);
+    const ImageRecord* const record = handle_record(current_handle);
     if (row_callback != frame_row_sink || record == nullptr || record->dib == nullptr) {
         return {};
     }
@@ -108,7 +108,7 @@ int16_t IMG_create_handle(const ImageHeader* image)
     }
     ImageHeader header;
     i16 header_bytes;
-    ErrorCode const checked = copy_header(image, header, header_bytes);
+    const ErrorCode checked = copy_header(image, header, header_bytes);
     if (checked != kOk) {
         return checked;
     }
@@ -116,9 +116,9 @@ int16_t IMG_create_handle(const ImageHeader* image)
     if (current_handle < 0) {
         return current_handle;
     }
-    i16 const handle = current_handle;
+    const i16 handle = current_handle;
     ImageHeader* seen;
-    i16 const result = frame_header_sink(&header, &seen);
+    const i16 result = frame_header_sink(&header, &seen);
     if (result < 0) {
         handle_release(handle);
         current_handle = result;

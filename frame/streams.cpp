@@ -27,7 +27,7 @@ u32 clamp_position(i64 position)
 i32 memory_seek(i32 offset, i32 origin)
 {
     if (memory_limit != kUnbounded) {
-        i64 const from = origin == kFromStart  ? 0
+        const i64 from = origin == kFromStart  ? 0
                          : origin == kFromHere ? i64{memory_stream_pos}
                                                : static_cast<i64>(memory_filled);
         memory_stream_pos = clamp_position(from + offset);
@@ -47,7 +47,7 @@ u32 memory_read(void* buffer, u32 count)
         return 0;
     }
     if (memory_limit != kUnbounded) {
-        u64 const left = memory_filled > memory_stream_pos ? memory_filled - memory_stream_pos : 0;
+        const u64 left = memory_filled > memory_stream_pos ? memory_filled - memory_stream_pos : 0;
         count = static_cast<u32>(std::min<u64>(count, left));
     }
     std::memcpy(buffer, memory_stream_base + memory_stream_pos, count);
@@ -124,7 +124,7 @@ bool stream_seek_to(StreamHandle stream, u64 position)
 
 usize stream_read_all(StreamHandle stream, void* buffer, usize count)
 {
-    u32 const wanted = static_cast<u32>(std::min<usize>(count, 0x7FFFFFFF));
+    const u32 wanted = static_cast<u32>(std::min<usize>(count, 0x7FFFFFFF));
     if (stream == MEMORY_STREAM) {
         return memory_read(buffer, wanted);
     }
@@ -140,7 +140,7 @@ bool stream_write_all(StreamHandle stream, const void* buffer, u32 count)
 {
     const u8* from = static_cast<const u8*>(buffer);
     while (count > 0) {
-        u16 const piece = static_cast<u16>(std::min<u32>(count, 0xFFFF));
+        const u16 piece = static_cast<u16>(std::min<u32>(count, 0xFFFF));
         if (stream_write(stream, from, piece) != piece) {
             return false;
         }

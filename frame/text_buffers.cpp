@@ -15,9 +15,9 @@ static_assert(sizeof("OrvImg32 raster image library, C iface") - 1 == 38);  // w
 
 void text_store(std::span<char> buffer, const char* text, usize length)
 {
-    usize const room = std::min(length, buffer.size() - 1);
+    const usize room = std::min(length, buffer.size() - 1);
     const void* const end = room == 0 ? nullptr : std::memchr(text, 0, room);
-    usize const used = end == nullptr ? room : static_cast<usize>(static_cast<const char*>(end) - text);
+    const usize used = end == nullptr ? room : static_cast<usize>(static_cast<const char*>(end) - text);
     if (used > 0) {
         std::memmove(buffer.data(), text, used);
     }

@@ -81,9 +81,9 @@ BmpFile read_headers(StreamHandle stream, u32 offset_or_page, BITMAPINFOHEADER& 
     return file;
 }
 
-ErrorCode check_headers(BmpFile const& file, BITMAPINFOHEADER& header)
+ErrorCode check_headers(const BmpFile& file, BITMAPINFOHEADER& header)
 {
-    ErrorCode const checked = header_check(header);
+    const ErrorCode checked = header_check(header);
     if (checked != kOk) {
         return checked;
     }
@@ -92,7 +92,7 @@ ErrorCode check_headers(BmpFile const& file, BITMAPINFOHEADER& header)
         return kBadData;
     }
     if (file.core_header) {
-        i16 const row_bytes =
+        const i16 row_bytes =
             bmp_row_bytes(static_cast<i16>(header.biWidth), static_cast<i16>(header.biBitCount));
         header.biSizeImage = static_cast<u32>(row_bytes * header.biHeight);
     }
@@ -100,10 +100,10 @@ ErrorCode check_headers(BmpFile const& file, BITMAPINFOHEADER& header)
 }
 
 // Reads the palette; entries that the file does not give stay black.
-void read_palette(StreamHandle stream, BmpFile const& file, ImageHeader& header)
+void read_palette(StreamHandle stream, const BmpFile& file, ImageHeader& header)
 {
-    u32 const header_end = file.core_header ? kPaletteBehindCore : kPaletteBehindInfo;
-    u16 const bytes = bmp_palette_bytes(header.info);
+    const u32 header_end = file.core_header ? kPaletteBehindCore : kPaletteBehindInfo;
+    const u16 bytes = bmp_palette_bytes(header.info);
     if (bytes == 0 || !stream_seek_to(stream, u64{file.base} + header_end)) {
         return;
     }
@@ -111,7 +111,7 @@ void read_palette(StreamHandle stream, BmpFile const& file, ImageHeader& header)
         stream_read(stream, header.palette, bytes);
         return;
     }
-    u32 const entries = bytes / 4U;
+    const u32 entries = bytes / 4U;
     u8 triples[256 * 3] = {};
     stream_read(stream, triples, static_cast<u16>(entries * 3));
     for (u32 i = 0; i < entries; ++i) {
@@ -124,27 +124,27 @@ void read_palette(StreamHandle stream, BmpFile const& file, ImageHeader& header)
 // The file's rows are the image's, in the same order: they go straight to their place.
 void read_rows_in_place(StreamHandle stream, std::span<u8> rows, i16 stride)
 {
-    usize const came = stream_read_all(stream, rows.data(), rows.size());
-    usize const cut_row = came % static_cast<usize>(stride);
+    const usize came = stream_read_all(stream, rows.data(), rows.size());
+    const usize cut_row = came % static_cast<usize>(stride);
     std::memset(rows.data() + (came - cut_row), 0, cut_row);
 }
 
 i16 read_plain_rows(StreamHandle stream, BmpRows& out)
 {
-    std::span<u8> const rows = frame_image_rows(out.row_callback);
+    const std::span<u8> rows = frame_image_rows(out.row_callback);
     if (!rows.empty()) {
         read_rows_in_place(stream, rows, out.stride);
         return kReaderDone;
     }
-    u32 const stride = static_cast<u32>(out.stride);
-    u32 const rows_per_chunk = std::max<u32>(kChunkBytes / stride, 1);
+    const u32 stride = static_cast<u32>(out.stride);
+    const u32 rows_per_chunk = std::max<u32>(kChunkBytes / stride, 1);
     u8* const chunk = scratch_alloc(std::max<u32>(kChunkBytes, stride));
     if (chunk == nullptr) {
         return kOutOfMemory;
     }
     while (out.row >= 0) {
-        u32 const wanted = rows_per_chunk * stride;
-        u32 const came = stream_read(stream, chunk, static_cast<u16>(wanted));
+        const u32 wanted = rows_per_chunk * stride;
+        const u32 came = stream_read(stream, chunk, static_cast<u16>(wanted));
         for (u32 at = 0; at + stride <= came; at += stride) {
             bmp_deliver(out, chunk + at);
         }
@@ -174,7 +174,7 @@ i16 read_run_length_rows(StreamHandle stream, u16 compression, u32 width, BmpRow
     return kReaderDone;
 }
 
-i16 read_rows(StreamHandle stream, BmpFile const& file, u32 width, BmpRows& out)
+i16 read_rows(StreamHandle stream, const BmpFile& file, u32 width, BmpRows& out)
 {
     // Nothing is delivered of pixels that lie beyond every file, or of an unknown compression.
     if (!stream_seek_to(stream, u64{file.base} + file.pixel_offset)) {
@@ -201,22 +201,22 @@ i16 bmp_read_image(u32 offset_or_page, RowCallback row_callback, void* user_data
     if (header == nullptr) {
         return kOutOfMemory;
     }
-    BmpFile const file = read_headers(stream, offset_or_page, header->info);
-    ErrorCode const checked = check_headers(file, header->info);
+    const BmpFile file = read_headers(stream, offset_or_page, header->info);
+    const ErrorCode checked = check_headers(file, header->info);
     if (checked != kOk) {
         return checked;
     }
     read_palette(stream, file, *header);
-    i16 const wanted = header_callback(header, user_data);
+    const i16 wanted = header_callback(header, user_data);
     if (wanted < 0) {
         return wanted;
     }
-    i16 const width = static_cast<i16>(header->info.biWidth);
+    const i16 width = static_cast<i16>(header->info.biWidth);
     BmpRows out = {.row_callback = row_callback,
                    .user_data = user_data,
                    .row = header->info.biHeight - 1,
                    .stride = bmp_row_bytes(width, static_cast<i16>(header->info.biBitCount))};
-    i16 const result = read_rows(stream, file, static_cast<u32>(width), out);
+    const i16 result = read_rows(stream, file, static_cast<u32>(width), out);
     scratch_free(header);
     return result;
 }

@@ -23,7 +23,7 @@ struct RunRow {
 };
 
 // How many of `count` pixels from the row's position on are inside the width.
-u32 pixels_inside(RunRow const& row, u32 count)
+u32 pixels_inside(const RunRow& row, u32 count)
 {
     return row.col >= row.width ? 0 : std::min(count, row.width - static_cast<u32>(row.col));
 }
@@ -94,8 +94,8 @@ void rle8_plain_codes(ChunkReader& in, RunRow& row)
     u32 pos = in.pos;
     u64 col = row.col;
     while (pos + kLongestCode <= in.fill) {
-        u32 const c = in.buffer[pos];
-        u32 const v = in.buffer[pos + 1];
+        const u32 c = in.buffer[pos];
+        const u32 v = in.buffer[pos + 1];
         if (c != 0 && col + c <= row.width) {
             fill_short(row.pixels + col, static_cast<u8>(v), c);
             col += c;
@@ -120,7 +120,7 @@ void rle4_store(RunRow& row, u32 i, u8 v)
 {
     if (row.col < row.width) {
         u8& byte = row.pixels[row.col >> 1];
-        u8 const nibble = (i & 1) == 0 ? static_cast<u8>(v >> 4) : static_cast<u8>(v & 0x0F);
+        const u8 nibble = (i & 1) == 0 ? static_cast<u8>(v >> 4) : static_cast<u8>(v & 0x0F);
         byte = (row.col & 1) == 0 ? static_cast<u8>(nibble << 4) : static_cast<u8>(byte | nibble);
     }
     ++row.col;
@@ -131,7 +131,7 @@ void rle4_run(RunRow& row, u32 count, u8 v)
     u32 i = 0;
     if ((row.col & 1) == 0) {
         // Whole bytes at once.
-        u32 const pairs = pixels_inside(row, count) / 2;
+        const u32 pairs = pixels_inside(row, count) / 2;
         std::memset(row.pixels + std::min<u64>(row.col, row.width) / 2, v, pairs);
         row.col += pairs * 2;
         i = pairs * 2;
@@ -145,7 +145,7 @@ void rle4_absolute(RunRow& row, u32 count, const u8* values)
 {
     u32 i = 0;
     if ((row.col & 1) == 0) {
-        u32 const pairs = pixels_inside(row, count) / 2;
+        const u32 pairs = pixels_inside(row, count) / 2;
         std::memcpy(row.pixels + std::min<u64>(row.col, row.width) / 2, values, pairs);
         row.col += pairs * 2;
         i = pairs * 2;
@@ -176,7 +176,7 @@ enum class Rle4Step { Done, End };
 
 Rle4Step rle4_absolute_step(ChunkReader& in, Rle4State& state, RunRow& row, u32 count)
 {
-    u32 const bytes = (count + 1) / 2;
+    const u32 bytes = (count + 1) / 2;
     if (!chunk_ensure(in, bytes)) {
         return Rle4Step::End;
     }
@@ -241,8 +241,8 @@ void bmp_decode_rle8(ChunkReader& in, u8* pixels, u32 width, BmpRows& out)
         if (!chunk_ensure(in, 2)) {
             return;
         }
-        u32 const c = in.buffer[in.pos];
-        u8 const v = in.buffer[in.pos + 1];
+        const u32 c = in.buffer[in.pos];
+        const u8 v = in.buffer[in.pos + 1];
         in.pos += 2;
         if (c != 0) {
             std::memset(row.pixels + std::min<u64>(row.col, row.width), v, pixels_inside(row, c));
@@ -265,8 +265,8 @@ void bmp_decode_rle4(ChunkReader& in, u8* pixels, u32 width, BmpRows& out)
             return;
         }
         const u8* const pair = rle4_take(in, state, 2);
-        u32 const c = pair[0];
-        u8 const v = pair[1];
+        const u32 c = pair[0];
+        const u8 v = pair[1];
         if (c != 0) {
             state.after_absolute = false;
             rle4_run(row, c, v);

@@ -63,8 +63,8 @@ bool write_info_header(StreamHandle stream, const BITMAPINFOHEADER& header, u32 
 // the plain form's alone.
 bool write_head(StreamHandle stream, ImageHeader* header, i16 stride, Compression compression)
 {
-    u32 const palette = static_cast<u32>(palette_bytes(header->info));
-    u32 const image_bytes = static_cast<u32>(stride * header->info.biHeight);
+    const u32 palette = static_cast<u32>(palette_bytes(header->info));
+    const u32 image_bytes = static_cast<u32>(stride * header->info.biHeight);
     if (!write_file_header(stream, kFileHeaderBytes + kBitmapHeaderBytes + palette, image_bytes)) {
         return false;
     }
@@ -79,15 +79,15 @@ bool write_head(StreamHandle stream, ImageHeader* header, i16 stride, Compressio
 
 // Codes the `n` bytes of a row, which at least one readable byte follows, at `out`: the bytes made. Four
 // bytes of output for each of input, and 4 more, always suffice.
-u32 encode_runs(const u8* row, u32 n, RunCoding const& coding, u8* out)
+u32 encode_runs(const u8* row, u32 n, const RunCoding& coding, u8* out)
 {
     u32 i = 0;
     u32 o = 0;
     while (i < n) {
         if (row[i] == row[i + 1] || i + 3 >= n) {
-            u8 const v = row[i];
-            u32 const stop = n - i > coding.most ? i + coding.most : n;
-            u32 const start = i++;
+            const u8 v = row[i];
+            const u32 stop = n - i > coding.most ? i + coding.most : n;
+            const u32 start = i++;
             while (i < stop && row[i] == v) {
                 ++i;
             }
@@ -95,8 +95,8 @@ u32 encode_runs(const u8* row, u32 n, RunCoding const& coding, u8* out)
             out[o++] = v;
             continue;
         }
-        u32 const start = i;
-        u32 const stop = n - i > coding.most ? i + coding.most : n;
+        const u32 start = i;
+        const u32 stop = n - i > coding.most ? i + coding.most : n;
         i += coding.absolute_least;
         while (i < stop && row[i] != row[i + 1]) {
             ++i;
@@ -114,13 +114,13 @@ u32 encode_runs(const u8* row, u32 n, RunCoding const& coding, u8* out)
     return o;
 }
 
-i16 encode_row(StreamHandle stream, const u8* row, u32 n, RunCoding const& coding)
+i16 encode_row(StreamHandle stream, const u8* row, u32 n, const RunCoding& coding)
 {
     u8* const coded = block_alloc(usize{4} * n + 4);
     if (coded == nullptr) {
         return kOutOfMemory;
     }
-    bool const written = stream_write_all(stream, coded, encode_runs(row, n, coding, coded));
+    const bool written = stream_write_all(stream, coded, encode_runs(row, n, coding, coded));
     block_free(coded);
     return written ? kOk : kShortWrite;
 }
@@ -131,9 +131,9 @@ i16 write_row(StreamHandle stream, u8* row, i16 width, i16 stride, Compression c
         return stream_write_all(stream, row, static_cast<u32>(stride)) ? kOk : kShortWrite;
     }
     // No run may grow into what stands behind the pixels.
-    u32 const used = compression == kRle8 ? static_cast<u32>(width) : (static_cast<u32>(width) + 1) / 2;
+    const u32 used = compression == kRle8 ? static_cast<u32>(width) : (static_cast<u32>(width) + 1) / 2;
     row[used] = static_cast<u8>(~row[used - 1]);
-    i16 const result = compression == kRle8 ? rle8_encode_row(stream, row, width)
+    const i16 result = compression == kRle8 ? rle8_encode_row(stream, row, width)
                                             : rle4_encode_row(stream, row, static_cast<u16>(width));
     return result < 0 ? kShortWrite : kOk;
 }
@@ -141,8 +141,8 @@ i16 write_row(StreamHandle stream, u8* row, i16 width, i16 stride, Compression c
 i16 write_picture(StreamHandle stream, ImageHeader* header, RowSource row_source, void* user_data,
                   Compression compression)
 {
-    i16 const width = static_cast<i16>(header->info.biWidth);
-    i16 const stride = RowStride(width, static_cast<i16>(header->info.biBitCount));
+    const i16 width = static_cast<i16>(header->info.biWidth);
+    const i16 stride = RowStride(width, static_cast<i16>(header->info.biBitCount));
     if (!write_head(stream, header, stride, compression)) {
         return kShortWrite;
     }
@@ -197,7 +197,7 @@ i16 bmp_write_image(StreamHandle stream, ImageHeader* header, RowSource row_sour
 i16 bmp_write_rle(StreamHandle stream, ImageHeader* header, RowSource row_source, void* user_data)
 {
     progress_start();
-    u16 const bits = header->info.biBitCount;
+    const u16 bits = header->info.biBitCount;
     if (bits != 4 && bits != 8) {
         return kNotSupported;
     }

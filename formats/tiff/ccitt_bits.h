@@ -39,7 +39,7 @@ CcittBits ccitt_refill(CcittInput& input, CcittBits bits);
     }
     if (chunk_available(input.in) >= 8) [[likely]] {
         bits.bits |= load_be64(input.in.buffer + input.in.pos) >> bits.count;
-        u32 const bytes = static_cast<u32>(63 - bits.count) / 8;
+        const u32 bytes = static_cast<u32>(63 - bits.count) / 8;
         input.in.pos += bytes;
         bits.count += static_cast<i32>(8 * bytes);
         return true;
@@ -64,8 +64,8 @@ static inline void ccitt_skip(CcittBits& bits, u32 count)
 // may belong to an EOL; nothing begins with more.
 static inline void ccitt_skip_bad(CcittBits& bits)
 {
-    i32 const zeros = std::countl_zero(bits.bits);
-    i32 const spare = (zeros < bits.count ? zeros : bits.count) - 11;
+    const i32 zeros = std::countl_zero(bits.bits);
+    const i32 spare = (zeros < bits.count ? zeros : bits.count) - 11;
     ccitt_skip(bits, static_cast<u32>(spare < 1 ? 1 : spare));
 }
 
@@ -77,7 +77,7 @@ static inline void ccitt_skip_bad(CcittBits& bits)
         if (!ccitt_fill(input, bits)) {
             return -1;
         }
-        CcittRun const run = table[ccitt_peek(bits, kCcittMaxBits)];
+        const CcittRun run = table[ccitt_peek(bits, kCcittMaxBits)];
         if (run.length != 0) [[likely]] {
             ccitt_skip(bits, run.length);
             return run.run;

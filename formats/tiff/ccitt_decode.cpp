@@ -39,7 +39,7 @@ void reverse_bits(u8* bytes, u32 count)
 // Refills the chunk behind what is unread.
 void refill_chunk(CcittInput& in)
 {
-    u32 const unread = chunk_available(in.in);
+    const u32 unread = chunk_available(in.in);
     in.used += in.in.pos;
     chunk_refill(in.in);
     u32 came = in.in.fill - unread;
@@ -74,15 +74,15 @@ CcittBits ccitt_refill(CcittInput& input, CcittBits bits)
 
 void ccitt_paint_black(i32 first, i32 count, const CcittLine& line)
 {
-    i32 const end = std::min(first + count, line.count * kWordBits - 1);
+    const i32 end = std::min(first + count, line.count * kWordBits - 1);
     first = std::max(first, 0);
     if (first >= end) {
         return;
     }
     u64* word = line.words + first / kWordBits;
     u64* const last = line.words + end / kWordBits;
-    u64 const from_first = ~u64{0} >> (first % kWordBits);
-    u64 const from_end = ~u64{0} >> (end % kWordBits);
+    const u64 from_first = ~u64{0} >> (first % kWordBits);
+    const u64 from_end = ~u64{0} >> (end % kWordBits);
     if (word == last) {
         *word &= ~(from_first ^ from_end);
         return;
@@ -105,14 +105,14 @@ namespace
 // Writes the line's first `length` bytes, a multiple of 4.
 void store_line(const CcittLine& line, u8* row, i32 length)
 {
-    auto const in_order = [](u64 word) {
+    const auto in_order = [](u64 word) {
         return std::endian::native == std::endian::little ? __builtin_bswap64(word) : word;
     };
     for (i32 i = 0; i < length / 8; ++i) {
-        u64 const word = in_order(line.words[i]);
+        const u64 word = in_order(line.words[i]);
         std::memcpy(row + i * 8, &word, 8);
     }
-    u64 const word = in_order(line.words[length / 8]);
+    const u64 word = in_order(line.words[length / 8]);
     std::memcpy(row + length / 8 * 8, &word, static_cast<usize>(length % 8));
 }
 
@@ -121,8 +121,8 @@ void store_line(const CcittLine& line, u8* row, i32 length)
 void ccitt_deliver(StripWalk& walk, const CcittDecoder& decoder, const CcittLine& line, i32 row_number)
 {
     ++walk.rows_put;
-    i32 const length = tiff_row_stride(static_cast<i16>(decoder.width), 1);
-    i32 const copies = line_doubling ? 2 : 1;
+    const i32 length = tiff_row_stride(static_cast<i16>(decoder.width), 1);
+    const i32 copies = line_doubling ? 2 : 1;
     if (!walk.image.empty()) {
         u8* const row = image_row(walk, row_number * copies);
         store_line(line, row, length);
@@ -151,7 +151,7 @@ void decode_ccitt_strip(StripWalk& walk, void* context)
                         .limited = fax_file_open != 0,
                         .left = fax_page_bytes,
                         .used = 0};
-    CcittBits const bits = ccitt_refill(input, {.bits = 0, .count = 0});
+    const CcittBits bits = ccitt_refill(input, {.bits = 0, .count = 0});
     if (bits.count > 0) {
         decoder.mode == kTiffT6 ? ccitt_decode_strip_2d(walk, decoder, input, bits)
                                 : ccitt_decode_strip_1d(walk, decoder, input, bits);
@@ -161,10 +161,10 @@ void decode_ccitt_strip(StripWalk& walk, void* context)
 
 bool allocate(CcittDecoder& decoder)
 {
-    i32 const words = decoder.width / kWordBits + 2;
-    usize const line_bytes = static_cast<usize>(words) * sizeof(u64);
-    usize const list_bytes = static_cast<usize>(decoder.width + kListMargin) * sizeof(i32);
-    usize const lists = decoder.mode == kTiffT6 ? 2 * list_bytes : 0;
+    const i32 words = decoder.width / kWordBits + 2;
+    const usize line_bytes = static_cast<usize>(words) * sizeof(u64);
+    const usize list_bytes = static_cast<usize>(decoder.width + kListMargin) * sizeof(i32);
+    const usize lists = decoder.mode == kTiffT6 ? 2 * list_bytes : 0;
     decoder.lines = block_alloc(2 * line_bytes + lists);
     decoder.input = block_alloc(kChunkBytes);
     decoder.row = block_alloc(tiff_row_room(*decoder.dir) + kWordBits);
@@ -196,7 +196,7 @@ i16 tiff_decode_ccitt(const TiffDirectory& dir, StreamHandle stream, i16 mode)
     decoder.dir = &dir;
     decoder.mode = mode;
     decoder.width = static_cast<i32>(dir.ImageWidth);
-    bool const allocated = allocate(decoder);
+    const bool allocated = allocate(decoder);
     if (allocated) {
         StripWalk walk = strip_walk(dir, stream);
         decode_strips(walk, decode_ccitt_strip, &decoder);

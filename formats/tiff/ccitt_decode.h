@@ -37,8 +37,8 @@ void ccitt_paint_black(i32 first, i32 count, const CcittLine& line);
 static inline void ccitt_paint_short(i32 first, i32 count, u64* words)
 {
     u64* const word = words + (first >> 6);
-    u32 const place = static_cast<u32>(first) & 63;
-    u64 const mask = ~(~u64{0} >> count);
+    const u32 place = static_cast<u32>(first) & 63;
+    const u64 mask = ~(~u64{0} >> count);
     word[0] &= ~(mask >> place);
     if (place + static_cast<u32>(count) > 64) {
         word[1] &= ~(mask << (64 - place));

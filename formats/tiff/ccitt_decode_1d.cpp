@@ -15,7 +15,7 @@ enum class LineEnd { Whole, Failed, NoData };
 [[gnu::always_inline]] inline i32 decode_pairs(CcittInput& input, CcittBits& bits, u64* words, i32 x, i32 width)
 {
     while (ccitt_fill(input, bits)) {
-        CcittPair const pair = ccitt_pairs[ccitt_peek(bits, kCcittMaxBits)];
+        const CcittPair pair = ccitt_pairs[ccitt_peek(bits, kCcittMaxBits)];
         if (pair.length == 0 || pair.sum > width - x || pair.length > bits.count) {
             break;
         }
@@ -36,7 +36,7 @@ LineEnd decode_line(CcittInput& input, CcittBits& given, const CcittLine& line, 
     bool at_start = true;
     for (i32 x = 0; x < width;) {
         if (!black) {
-            i32 const from = x;
+            const i32 from = x;
             x = decode_pairs(input, bits, line.words, x, width);
             at_start = at_start && x == from;
             if (x >= width) {
@@ -81,7 +81,7 @@ void ccitt_decode_strip_1d(StripWalk& walk, CcittDecoder& decoder, CcittInput& i
     ccitt_clear(decoder.previous);
     for (i32 i = 0; i < walk.rows; ++i) {
         ccitt_clear(decoder.current);
-        LineEnd const end = decode_line(input, bits, decoder.current, decoder.width);
+        const LineEnd end = decode_line(input, bits, decoder.current, decoder.width);
         if (end == LineEnd::NoData) {
             return;
         }

@@ -35,7 +35,7 @@ inline void skip_passed(T6Line& line, i32 width)
 // Paints from `start` to `end`, either of which may lie outside the line.
 [[gnu::always_inline]] inline void paint(i32 start, i32 end, const CcittLine& pixels)
 {
-    i32 const count = end - start;
+    const i32 count = end - start;
     if (static_cast<u32>(count) < 64 && start >= 0) [[likely]] {
         ccitt_paint_short(start, count, pixels.words);
     } else {
@@ -57,7 +57,7 @@ bool seek_b1(T6Line& line, i32 shift, i32 width)
 // A vertical mode: a1 stands by b1. False where a list has no more room.
 [[gnu::always_inline]] inline bool decode_vertical(T6Line& line, i32 shift, const CcittLine& pixels, i32 width)
 {
-    i32 const a1 = *line.b++ + shift;
+    const i32 a1 = *line.b++ + shift;
     if (line.c == line.c_end) [[unlikely]] {
         return false;
     }
@@ -68,7 +68,7 @@ bool seek_b1(T6Line& line, i32 shift, i32 width)
     line.a0 = a1;
     line.black = !line.black;
     // The next b1 is nearly always the next element, to the left too: the rest in one rare branch.
-    bool const elsewhere = ((shift < 0) & (line.b[-2] > a1)) | ((shift != 0) & (line.b[0] <= a1));
+    const bool elsewhere = ((shift < 0) & (line.b[-2] > a1)) | ((shift != 0) & (line.b[0] <= a1));
     return !elsewhere || seek_b1(line, shift, width);
 }
 
@@ -77,8 +77,8 @@ bool seek_b1(T6Line& line, i32 shift, i32 width)
 [[gnu::always_inline]] inline bool decode_verticals(const CcittModes& modes, CcittBits& bits, T6Line& line,
                                                     const CcittLine& pixels, i32 width)
 {
-    CcittBits const before = bits;
-    u32 const last = modes.vertical - 1u;
+    const CcittBits before = bits;
+    const u32 last = modes.vertical - 1u;
     ccitt_skip(bits, modes.lengths[last]);
     for (u32 i = 0;; ++i) {
         if (!decode_vertical(line, modes.shifts[i], pixels, width)) [[unlikely]] {
@@ -100,9 +100,9 @@ bool seek_b1(T6Line& line, i32 shift, i32 width)
 [[gnu::always_inline]] inline bool decode_straight(CcittBits& bits, T6Line& line, const CcittLine& pixels,
                                                    i32 width)
 {
-    i32 const x1 = line.b[0];
-    i32 const x2 = line.b[1];
-    i32 const x3 = line.b[2];
+    const i32 x1 = line.b[0];
+    const i32 x2 = line.b[1];
+    const i32 x3 = line.b[2];
     if (std::max({x1, x2, x3}) >= width || line.c_end - line.c < 3 || bits.count < 3) {
         return false;
     }
@@ -168,7 +168,7 @@ bool decode_line(CcittInput& input, CcittBits& given, T6Line& given_line, const 
         if (modes.vertical > 0) [[likely]] {
             whole = decode_verticals(modes, bits, line, pixels, width);
         } else if (ccitt_skip(bits, modes.lengths[0]); modes.other == kModePass) {
-            i32 const end = line.b[1];
+            const i32 end = line.b[1];
             line.b += 2;
             if (line.black) {
                 paint(line.a0, end, pixels);
@@ -200,7 +200,7 @@ void end_list(i32* end, i32 width)
 // The first line's reference is white.
 void ccitt_decode_strip_2d(StripWalk& walk, CcittDecoder& decoder, CcittInput& input, CcittBits bits)
 {
-    i32 const width = decoder.width;
+    const i32 width = decoder.width;
     i32* reference = decoder.reference + 3;
     i32* changes = decoder.changes + 3;
     for (i32* list : {reference, changes}) {
@@ -217,7 +217,7 @@ void ccitt_decode_strip_2d(StripWalk& walk, CcittDecoder& decoder, CcittInput& i
                        .c_end = changes + width + kListMargin - 7,
                        .black = false};
         ccitt_clear(decoder.current);
-        bool const whole = decode_line(input, bits, line, decoder.current, width);
+        const bool whole = decode_line(input, bits, line, decoder.current, width);
         ccitt_deliver(walk, decoder, decoder.current, walk.first_row + i);
         if (!whole) {
             return;

@@ -43,8 +43,8 @@ static_assert(codes_of_length(ccitt_black_codes, 12) == 54 && codes_of_length(cc
 template <usize size, typename Entry>
 constexpr void enter(std::array<Entry, size>& table, u32 table_bits, const CcittCode& code, Entry entry)
 {
-    u32 const spare = table_bits - code.length;
-    u32 const first = static_cast<u32>(code.bits) << spare;
+    const u32 spare = table_bits - code.length;
+    const u32 first = static_cast<u32>(code.bits) << spare;
     for (u32 i = 0; i < 1u << spare; ++i) {
         table[first + i] = entry;
     }
@@ -55,7 +55,7 @@ constexpr CcittRunTable run_table(const CcittRunCodes& codes)
     CcittRunTable table = {};
     for (i32 i = 0; i < kCcittCodes; ++i) {
         const CcittCode& code = codes[static_cast<usize>(i)];
-        CcittRun const run = {.run = static_cast<u16>(ccitt_run_of(i) & 0xFFF),
+        const CcittRun run = {.run = static_cast<u16>(ccitt_run_of(i) & 0xFFF),
                               .length = static_cast<u16>(code.length & 0xF)};
         enter(table, kCcittMaxBits, code, run);
     }
@@ -103,7 +103,7 @@ constexpr std::array<CcittModes, 1 << kCcittModeBits> modes_table()
         CcittModes& entry = table[bits];
         u32 used = 0;
         for (; entry.vertical < 3; ++entry.vertical) {
-            CcittMode const mode = first_mode(bits, kCcittModeBits - used);
+            const CcittMode mode = first_mode(bits, kCcittModeBits - used);
             used += ccitt_mode_codes[mode].length;
             if (mode < kModeVL3) {
                 if (entry.vertical == 0) {

@@ -54,7 +54,7 @@ namespace
 bool has_magic(StreamHandle stream, u32 position, u16 count)
 {
     u8 bytes[kMagicBytes];
-    bool const came = stream_seek_to(stream, position) && stream_read_exact(stream, bytes, count);
+    const bool came = stream_seek_to(stream, position) && stream_read_exact(stream, bytes, count);
     stream_seek_to(stream, 0);
     return came && std::memcmp(bytes, kMagic, count) == 0;
 }
@@ -80,7 +80,7 @@ ErrorCode count_lines(StreamHandle stream, u32 size, u32& lines)
     u32 zeros = 0;
     bool whole = true;
     while (whole && size > 0) {
-        u16 const count = static_cast<u16>(std::min<u32>(size, kPieceBytes));
+        const u16 count = static_cast<u16>(std::min<u32>(size, kPieceBytes));
         whole = stream_read_exact(stream, piece, count);
         size -= count;
         for (u32 i = 0; whole && i < count; ++i) {
@@ -110,14 +110,14 @@ ErrorCode fax_find_page(i16 page, StreamHandle stream, TiffDirectory& dir)
         !stream_read_exact(stream, bounds, sizeof bounds)) {
         return kBadData;
     }
-    u32 const start = load_le32(bounds);
-    u32 const end = load_le32(bounds + 4);
+    const u32 start = load_le32(bounds);
+    const u32 end = load_le32(bounds + 4);
     if (start > 0x7FFFFFFF || end > 0x7FFFFFFF || end < start || !stream_seek_to(stream, start)) {
         return kBadData;
     }
     fax_page_bytes = end - start;
     u32 lines;
-    if (ErrorCode const error = count_lines(stream, fax_page_bytes, lines); error != kOk) {
+    if (const ErrorCode error = count_lines(stream, fax_page_bytes, lines); error != kOk) {
         return error;
     }
     dir = TiffDirectory{};
@@ -156,7 +156,7 @@ i16 fax_read_page(i16 page, RowCallback row_callback, void* user_data, HeaderCal
     tiff_stream = stream;
     tiff_base_offset = 0;
     TiffDirectory& dir = tiff_directory;
-    if (ErrorCode const error = fax_find_page(page, stream, dir); error != kOk) {
+    if (const ErrorCode error = fax_find_page(page, stream, dir); error != kOk) {
         return error;
     }
     extra_info.format = ORV_FORMAT_TIFF_T4;

@@ -107,7 +107,7 @@ inline bool lzw_fill(LzwBits& in, u32 size)
     }
     if (chunk_available(in.in) >= 8) [[likely]] {
         in.bits |= load_be64(in.in.buffer + in.in.pos) >> in.count;
-        u32 const bytes = (63 - in.count) / 8;
+        const u32 bytes = (63 - in.count) / 8;
         in.in.pos += bytes;
         in.count += 8 * bytes;
         return true;
@@ -121,7 +121,7 @@ inline u32 lzw_code(LzwBits& in, u32 size)
     if (!lzw_fill(in, size)) {
         return kEndOfInformation;
     }
-    u32 const code = static_cast<u32>(in.bits >> (64 - size));
+    const u32 code = static_cast<u32>(in.bits >> (64 - size));
     in.bits <<= size;
     in.count -= size;
     return code;
@@ -138,7 +138,7 @@ namespace
 void write_long(const LzwEntry* table, const LzwEntry* entry, u8* out)
 {
     for (;;) {
-        u32 const start = (length_of(entry->rest) - 1) & ~(kTailBytes - 1);
+        const u32 start = (length_of(entry->rest) - 1) & ~(kTailBytes - 1);
         store_tail(out + start, entry->tail);
         if (start == 0) {
             return;
@@ -163,8 +163,8 @@ bool lzw_flush(StripWalk& walk, const LzwContext& lzw, LzwOutput& out)
 // The string of `code` grown by one byte.
 inline LzwEntry grown(const LzwEntry& entry, u32 code, u32 byte)
 {
-    u64 const rest = entry.rest + 1;
-    u32 const in_tail = entry.rest % kTailBytes;
+    const u64 rest = entry.rest + 1;
+    const u32 in_tail = entry.rest % kTailBytes;
     if (in_tail == 0) {
         return {.tail = byte, .rest = (rest & ~u64{0xFFFF0000}) | code << 16};
     }

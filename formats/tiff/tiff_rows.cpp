@@ -72,7 +72,7 @@ void row_swap_red_blue(std::span<u8> row)
 {
     u8* p = row.data();
     usize left = row.size() / 3;
-    auto const swap_group = [&] {
+    const auto swap_group = [&] {
         std::swap(p[0], p[2]);
         p += 3;
         --left;
@@ -81,7 +81,7 @@ void row_swap_red_blue(std::span<u8> row)
         return;
     }
     swap_group();
-    Block const masks[] = {load_block(kGroupMasks[0].data()), load_block(kGroupMasks[1].data()),
+    const Block masks[] = {load_block(kGroupMasks[0].data()), load_block(kGroupMasks[1].data()),
                            load_block(kGroupMasks[2].data())};
     // Each byte comes from two to the right or left, or stays. Blocks look two bytes past their ends, and
     // a block starts one place on in its group from the one before. What lies left of a block is loaded

@@ -78,7 +78,7 @@ namespace
 
 bool is_complemented(const TiffDirectory& dir)
 {
-    u32 const depth = dir.BitsPerSample * dir.SamplesPerPixel;
+    const u32 depth = dir.BitsPerSample * dir.SamplesPerPixel;
     return dir.Photometric == kWhiteIsZero &&
            (dir.BitsPerSample == 1 || dir.BitsPerSample == 4 || depth == 8 || depth == 24);
 }
@@ -96,7 +96,7 @@ i16 plain_length(const TiffDirectory& dir)
 // The rows of the image being loaded, where rows of the file are no longer than they.
 std::span<u8> image_rows(const TiffDirectory& dir)
 {
-    bool const fits = !tiff_has_planes(dir) && dir.BitsPerSample * dir.SamplesPerPixel <= 24;
+    const bool fits = !tiff_has_planes(dir) && dir.BitsPerSample * dir.SamplesPerPixel <= 24;
     return fits ? frame_image_rows(tiff_row_callback) : std::span<u8>();
 }
 
@@ -107,8 +107,8 @@ StripWalk strip_walk(const TiffDirectory& dir, StreamHandle stream)
     const bool planes = tiff_has_planes(dir);
     const i32 height = static_cast<i32>(dir.ImageLength);
     const bool one_strip = (dir.RowsPerStrip & 0xFFFF) == 0 || dir.RowsPerStrip >= dir.ImageLength;
-    std::span<u8> const rows = image_rows(dir);
-    i32 const image_height = line_doubling ? 2 * height : height;
+    const std::span<u8> rows = image_rows(dir);
+    const i32 image_height = line_doubling ? 2 * height : height;
     return {.stream = stream,
             .row_bytes = planes ? static_cast<i32>(dir.ImageWidth) : tiff_row_bytes(dir),
             .plane_height = height,
@@ -252,7 +252,7 @@ void read_strip_into_image(StripWalk& walk)
 {
     for (i32 i = 0; i < walk.rows; ++i) {
         u8* const row = image_row(walk, walk.first_row + i);
-        usize const got = stream_read(walk.stream, row, static_cast<u16>(walk.row_bytes));
+        const usize got = stream_read(walk.stream, row, static_cast<u16>(walk.row_bytes));
         walk.bytes_used += static_cast<i64>(got);
         if (got < static_cast<usize>(walk.row_bytes)) {
             std::memset(row, 0, got);
@@ -328,14 +328,14 @@ u32 packbits_codes(ChunkReader& in, u8* row, u32 done, u32 row_bytes)
     const u8* from = in.buffer + in.pos;
     const u8* const last = in.buffer + in.fill - kLongestCode;
     while (done < row_bytes && from <= last) {
-        u32 const code = *from++;
+        const u32 code = *from++;
         if (code == 128) [[unlikely]] {
             continue;
         }
-        bool const run = code > 128;
-        u32 const count = run ? 257 - code : code + 1;
+        const bool run = code > 128;
+        const u32 count = run ? 257 - code : code + 1;
         // Whole blocks of the run's byte or of what follows: the first does for most codes.
-        u64 const repeated = u64{*from} * 0x0101010101010101U;
+        const u64 repeated = u64{*from} * 0x0101010101010101U;
         for (u32 i = 0;;) {
             u64 words[2];
             std::memcpy(words, from + i, kBlock);
@@ -360,12 +360,12 @@ bool packbits_last_code(ChunkReader& in, u8* row, u32& done, u32 row_bytes)
     if (chunk_available(in) == 0) {
         return false;
     }
-    u32 const code = in.buffer[in.pos++];
+    const u32 code = in.buffer[in.pos++];
     if (code == 128) {
         return true;
     }
-    u32 const count = code < 128 ? code + 1 : 257 - code;
-    u32 const wanted = std::min(count, row_bytes - done);
+    const u32 count = code < 128 ? code + 1 : 257 - code;
+    const u32 wanted = std::min(count, row_bytes - done);
     if (chunk_available(in) < (code < 128 ? wanted : 1)) {
         return false;
     }
@@ -382,7 +382,7 @@ bool packbits_last_code(ChunkReader& in, u8* row, u32& done, u32 row_bytes)
 // Unpacks one row. False at the end of data.
 bool packbits_row(StripWalk& walk, ChunkReader& in, u8* row)
 {
-    u32 const row_bytes = static_cast<u32>(walk.row_bytes);
+    const u32 row_bytes = static_cast<u32>(walk.row_bytes);
     for (u32 done = 0; done < row_bytes;) {
         if (chunk_available(in) < kLongestCode) {
             walk.bytes_used += in.pos;

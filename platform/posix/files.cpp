@@ -42,7 +42,7 @@ std::int32_t transferred(std::uint32_t done, ssize_t last)
 int _lopen(const char* name, int mode)
 {
     // Without O_NONBLOCK a named pipe would wait for its other end.
-    int const file = open_repeated(name, (mode == OF_READWRITE ? O_RDWR : O_RDONLY) | O_NONBLOCK, 0);
+    const int file = open_repeated(name, (mode == OF_READWRITE ? O_RDWR : O_RDONLY) | O_NONBLOCK, 0);
     struct stat status;
     if (file >= 0 && (fstat(file, &status) != 0 || S_ISDIR(status.st_mode) || S_ISFIFO(status.st_mode))) {
         close(file);
@@ -101,9 +101,9 @@ std::int32_t _lwrite(int file, const void* buffer, std::uint32_t count)
 
 std::int32_t _llseek(int file, std::int32_t offset, int origin)
 {
-    off_t const here = lseek(file, 0, SEEK_CUR);
-    off_t const base = origin == 0 ? 0 : origin == 1 ? here : lseek(file, 0, SEEK_END);
-    std::int64_t const target = static_cast<std::int64_t>(base) + offset;
+    const off_t here = lseek(file, 0, SEEK_CUR);
+    const off_t base = origin == 0 ? 0 : origin == 1 ? here : lseek(file, 0, SEEK_END);
+    const std::int64_t target = static_cast<std::int64_t>(base) + offset;
     if (here < 0 || base < 0 || target < 0 || target > kMaxPosition) {
         (void)lseek(file, here, SEEK_SET);
         return -1;
@@ -124,7 +124,7 @@ int OpenFile(const char* name, OFSTRUCT* made, unsigned flags)
 {
     struct stat status;
     if ((flags & OF_CREATE) != 0) {
-        int const file = open_repeated(name, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, 0666);
+        const int file = open_repeated(name, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, 0666);
         if (file >= 0 && fstat(file, &status) == 0) {
             *made = {.device = status.st_dev, .node = status.st_ino};
         }

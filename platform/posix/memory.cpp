@@ -78,21 +78,21 @@ Block* block_of(BlockHandle number)
 BlockHandle take_number()
 {
     if (first_free == 0) {
-        BlockHandle const room = block_room == 0 ? 64 : block_room * 2;
+        const BlockHandle room = block_room == 0 ? 64 : block_room * 2;
         auto* const grown =
             static_cast<Block*>(std::realloc(blocks, static_cast<std::size_t>(room) * sizeof(Block)));
         if (grown == nullptr) {
             return 0;
         }
         blocks = grown;
-        BlockHandle const first_new = block_room == 0 ? 1 : block_room;
+        const BlockHandle first_new = block_room == 0 ? 1 : block_room;
         for (BlockHandle number = room - 1; number >= first_new; --number) {
             blocks[number] = {.base = nullptr, .bytes = 0, .mapped = 0, .locks = 0, .next_free = first_free};
             first_free = number;
         }
         block_room = room;
     }
-    BlockHandle const number = first_free;
+    const BlockHandle number = first_free;
     first_free = blocks[number].next_free;
     return number;
 }
@@ -115,13 +115,13 @@ unsigned char* map_block(std::size_t need, std::size_t& mapped)
         return base;
     }
     mapped = (need + kHugePage - 1) & ~(kHugePage - 1);
-    std::size_t const reserve = mapped + kHugePage;
+    const std::size_t reserve = mapped + kHugePage;
     void* const area = mmap(nullptr, reserve, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (area == MAP_FAILED) {
         return nullptr;
     }
     auto* const start = static_cast<unsigned char*>(area);
-    std::size_t const front = (0 - reinterpret_cast<std::uintptr_t>(start)) & (kHugePage - 1);
+    const std::size_t front = (0 - reinterpret_cast<std::uintptr_t>(start)) & (kHugePage - 1);
     if (front != 0) {
         munmap(start, front);
     }
@@ -150,7 +150,7 @@ unsigned char* take_memory(std::size_t bytes, std::size_t& mapped)
     if (bytes > static_cast<std::size_t>(PTRDIFF_MAX) - 2 * kHugePage - kHeaderBytes) {
         return nullptr;
     }
-    std::size_t const need = bytes + kHeaderBytes;
+    const std::size_t need = bytes + kHeaderBytes;
     if (ORV_PLAIN_BLOCKS == 0 && need >= kMappedFrom) {
         return map_block(need, mapped);
     }
@@ -188,7 +188,7 @@ BlockHandle GlobalAlloc(std::uint32_t /*flags*/, std::size_t bytes)
     if (allocation_fails()) {
         return 0;
     }
-    BlockHandle const number = take_number();
+    const BlockHandle number = take_number();
     if (number == 0) {
         return 0;
     }
@@ -198,7 +198,7 @@ BlockHandle GlobalAlloc(std::uint32_t /*flags*/, std::size_t bytes)
         give_number_back(number);
         return 0;
     }
-    BlockHeader const header = {.number = number};
+    const BlockHeader header = {.number = number};
     std::memcpy(base, &header, sizeof header);
     blocks[number] = {.base = base, .bytes = bytes, .mapped = mapped, .locks = 0, .next_free = 0};
     count_in(bytes);
@@ -248,7 +248,7 @@ BlockHandle GlobalHandle(const void* pointer)
 
 std::size_t GlobalSize(BlockHandle number)
 {
-    Block const* const block = block_of(number);
+    const Block* const block = block_of(number);
     return block == nullptr ? 0 : block->bytes;
 }
 

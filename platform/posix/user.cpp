@@ -12,7 +12,7 @@ namespace
 
 void put(const char* text)
 {
-    ssize_t const done = write(STDERR_FILENO, text, std::strlen(text));
+    const ssize_t done = write(STDERR_FILENO, text, std::strlen(text));
     (void)done;  // there is nowhere to report it
 }
 

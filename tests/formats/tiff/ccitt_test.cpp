@@ -19,7 +19,7 @@ struct Plain {
 
     explicit Plain(std::span<const u8> data)
     {
-        for (u8 const byte : data) {
+        for (const u8 byte : data) {
             for (int i = 7; i >= 0; --i) {
                 bits.push_back(byte >> i & 1);
             }
@@ -29,7 +29,7 @@ struct Plain {
     bool next_is(const CcittCode& code) const
     {
         for (usize i = 0; i < code.length; ++i) {
-            usize const at = pos + i;
+            const usize at = pos + i;
             if ((at < bits.size() && bits[at]) != ((code.bits >> (code.length - 1 - i) & 1) != 0)) {
                 return false;
             }
@@ -124,7 +124,7 @@ bool plain_t6_line(Plain& in, int width, const std::vector<int>& above, std::vec
             return false;
         }
         in.pos += ccitt_mode_codes[mode].length;
-        int const from = a0;
+        const int from = a0;
         if (mode == kModePass) {
             a0 = above[static_cast<usize>(b + 1)];
             b += 2;
@@ -132,7 +132,7 @@ bool plain_t6_line(Plain& in, int width, const std::vector<int>& above, std::vec
             continue;
         }
         for (int half = 0; mode == kModeHorizontal && half < 2; ++half, black = !black) {
-            int const run = in.finish_run(black, in.read_run(black));
+            const int run = in.finish_run(black, in.read_run(black));
             if (run < 0) {
                 return false;
             }
@@ -180,13 +180,13 @@ std::vector<Line> plain_t6(Plain in, int width, int rows)
 std::vector<u8> make_data(std::mt19937& random, int kind, int mode, int width)
 {
     std::vector<bool> bits;
-    auto const below = [&](int limit) { return static_cast<int>(random() % static_cast<u32>(limit)); };
-    auto const add = [&](const CcittCode& code) {
+    const auto below = [&](int limit) { return static_cast<int>(random() % static_cast<u32>(limit)); };
+    const auto add = [&](const CcittCode& code) {
         for (int i = code.length - 1; i >= 0; --i) {
             bits.push_back((code.bits >> i & 1) != (kind == 1 && below(200) == 0));
         }
     };
-    auto const add_run = [&](bool black, int run) {
+    const auto add_run = [&](bool black, int run) {
         const CcittRunCodes& codes = black ? ccitt_black_codes : ccitt_white_codes;
         for (; run >= 2560 + 64; run -= 2560) {
             add(codes[kCcittCodes - 1]);
@@ -200,7 +200,7 @@ std::vector<u8> make_data(std::mt19937& random, int kind, int mode, int width)
         if (kind >= 2) {
             bits.push_back(below(kind == 2 ? 2 : 9) == 0);
         } else if (mode == 4) {
-            int const code = below(3) == 0 ? kModeV0 : 1 + below(9);
+            const int code = below(3) == 0 ? kModeV0 : 1 + below(9);
             add(ccitt_mode_codes[static_cast<usize>(code)]);
             for (int half = 0; code == kModeHorizontal && half < 2; ++half) {
                 add_run(half == 1, below(below(4) == 0 ? width : 12));
@@ -226,7 +226,7 @@ std::vector<u8> make_data(std::mt19937& random, int kind, int mode, int width)
 
 void compare(std::span<const u8> data, int mode, int width, int rows)
 {
-    std::vector<u8> const file = make_tiff({{256, 4, 1, static_cast<u32>(width)},
+    const std::vector<u8> file = make_tiff({{256, 4, 1, static_cast<u32>(width)},
                                             {257, 4, 1, static_cast<u32>(rows)},
                                             {259, 3, 1, static_cast<u32>(mode)},
                                             {262, 3, 1, 0},
@@ -234,8 +234,8 @@ void compare(std::span<const u8> data, int mode, int width, int rows)
                                             {282, 4, 1, 200},
                                             {283, 4, 1, 200}},
                                            data);
-    Streamed const streamed = stream_file(file);
-    std::vector<Line> const lines =
+    const Streamed streamed = stream_file(file);
+    const std::vector<Line> lines =
         mode == 4 ? plain_t6(Plain(data), width, rows) : plain_1d(Plain(data), width, rows, mode == 2);
     ASSERT_EQ(streamed.rows.size(), lines.size());
     for (usize y = 0; y < lines.size(); ++y) {
@@ -250,9 +250,9 @@ TEST(Ccitt, SameAsPlainDecoder)
 {
     std::mt19937 random(1);
     for (int i = 0; i < 3000; ++i) {
-        int const mode = 2 + i % 3;
-        int const kind = i / 3 % 4;
-        int const width = i % 7 == 0 ? 5000 : static_cast<int>(1 + random() % 200);
+        const int mode = 2 + i % 3;
+        const int kind = i / 3 % 4;
+        const int width = i % 7 == 0 ? 5000 : static_cast<int>(1 + random() % 200);
         SCOPED_TRACE("case " + std::to_string(i) + ", mode " + std::to_string(mode) + ", width " +
                      std::to_string(width));
         ASSERT_NO_FATAL_FAILURE(compare(make_data(random, kind, mode, width), mode, width, 60));

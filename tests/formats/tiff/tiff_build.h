@@ -54,11 +54,11 @@ static inline Streamed stream_file(std::span<const u8> file, i16 page = 0)
 {
     Streamed streamed;
     current_handle = 0;  // what a success gives
-    auto const header = [](ImageHeader* given, void* user) {
+    const auto header = [](ImageHeader* given, void* user) {
         std::memcpy(&static_cast<Streamed*>(user)->header, given, sizeof(ImageHeader));
         return i16{0};
     };
-    auto const row = [](const void* bytes, void* user, i16 number, i16 length) {
+    const auto row = [](const void* bytes, void* user, i16 number, i16 length) {
         const u8* const from = static_cast<const u8*>(bytes);
         static_cast<Streamed*>(user)->rows.emplace_back(number, std::vector<u8>(from, from + length));
         return i16{0};

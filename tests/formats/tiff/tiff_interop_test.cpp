@@ -66,14 +66,14 @@ Picture levels(Picture picture)
 TEST(TiffInterop, Tiffcp)
 {
     for (const Variant& variant : kVariants) {
-        std::string const options = std::string(variant.fixture) + " " + variant.tiffcp;
+        const std::string options = std::string(variant.fixture) + " " + variant.tiffcp;
         SCOPED_TRACE(options);
-        std::string const source = data_path(std::string("tiff/") + variant.fixture + ".tif");
-        std::string const copy = temp_path("copy.tif");
+        const std::string source = data_path(std::string("tiff/") + variant.fixture + ".tif");
+        const std::string copy = temp_path("copy.tif");
         if (!run(std::string("tiffcp ") + variant.tiffcp + " " + source + " " + copy)) {
             continue;
         }
-        Picture const loaded = levels(load_picture(copy));
+        const Picture loaded = levels(load_picture(copy));
         Picture peer = peer_picture(source);
         peer.bits = loaded.bits;
         expect_same(loaded, levels(peer), options.c_str());
@@ -94,12 +94,12 @@ TEST(TiffInterop, LargePictures)
     std::mt19937 random(3);
     for (const Case& test : cases) {
         SCOPED_TRACE(std::string(test.options) + ", " + std::to_string(test.samples) + " samples");
-        u32 const width = 1499;
-        u32 const height = 400;
+        const u32 width = 1499;
+        const u32 height = 400;
         std::vector<u8> rows;
         while (rows.size() < (width * test.bits * test.samples + 7) / 8 * height) {
-            bool const noise = random() % 3 == 0;
-            u8 const value = static_cast<u8>(random() % 2 * 255);
+            const bool noise = random() % 3 == 0;
+            const u8 value = static_cast<u8>(random() % 2 * 255);
             for (u32 n = static_cast<u32>(random() % (random() % 9 == 0 ? 900 : 40)); n > 0; --n) {
                 rows.push_back(noise ? static_cast<u8>(random()) : value);
             }
@@ -127,15 +127,15 @@ TEST(TiffInterop, LargePictures)
 // Pages of standard resolution, in both byte orders: each line of the peer's twice.
 TEST(TiffInterop, FaxPages)
 {
-    std::string const source = data_path("tiff/fax-standard.tif");
+    const std::string source = data_path("tiff/fax-standard.tif");
     for (const char* const order : {"-L", "-B"}) {
         run("tiffcp -c g3 " + std::string(order) + " " + source + " " + temp_path("fax.tif"));
         for (int page = 0; page < 3; ++page) {
             run("tiffcp " + source + "," + std::to_string(page) + " " + temp_path("page.tif"));
-            Picture const single = peer_picture(temp_path("page.tif"));
+            const Picture single = peer_picture(temp_path("page.tif"));
             Picture doubled = {.width = single.width, .height = 2 * single.height, .bits = 1, .pixels = {}};
             for (int y = 0; y < doubled.height; ++y) {
-                auto const line = single.pixels.begin() + y / 2 * single.width;
+                const auto line = single.pixels.begin() + y / 2 * single.width;
                 doubled.pixels.insert(doubled.pixels.end(), line, line + single.width);
             }
             expect_same(load_picture(temp_path("fax.tif"), page), doubled, order);

@@ -20,7 +20,7 @@ TEST(TiffRobust, AllocationFailures)
     for (const std::string& path : fixtures("tiff")) {
         SCOPED_TRACE(path);
         check_allocations([&] {
-            i16 const handle = IMG_decompress_bitmap(path.c_str());
+            const i16 handle = IMG_decompress_bitmap(path.c_str());
             if (handle >= 0) {
                 IMG_delete_bitmap(handle);
             }

@@ -33,10 +33,10 @@ TEST(Tiff, Header)
 {
     // Behind the directory lie rationals at 400, 408, ... in the data.
     std::vector<u8> rationals;
-    for (u32 const value : {200u, 0u, 80u, 1u, 204u, 1u, 98u, 1u, 300u, 2u}) {
+    for (const u32 value : {200u, 0u, 80u, 1u, 204u, 1u, 98u, 1u, 300u, 2u}) {
         put_number(rationals, value, 4);
     }
-    u32 const at = kDataPosition;
+    const u32 at = kDataPosition;
     struct Case {
         const char* what;
         Tags tags;
@@ -65,7 +65,7 @@ TEST(Tiff, Header)
     };
     for (const Case& test : cases) {
         SCOPED_TRACE(test.what);
-        Streamed const streamed = stream_file(picture(9, 6, 1, 1, test.tags, rationals));
+        const Streamed streamed = stream_file(picture(9, 6, 1, 1, test.tags, rationals));
         EXPECT_EQ(std::min<int>(streamed.result, 0), test.result);
         if (test.result < 0) {
             continue;
@@ -86,7 +86,7 @@ TEST(Tiff, Header)
 TEST(Tiff, Rows)
 {
     using Bytes = std::vector<u8>;
-    u32 const at = kDataPosition;
+    const u32 at = kDataPosition;
     struct Case {
         const char* what;
         std::array<u32, 4> size;  // width, height, bits, samples
@@ -143,7 +143,7 @@ TEST(Tiff, Rows)
     for (const Case& test : cases) {
         SCOPED_TRACE(test.what);
         const auto [width, height, bits, samples] = test.size;
-        Streamed const streamed = stream_file(picture(width, height, bits, samples, test.tags, test.data));
+        const Streamed streamed = stream_file(picture(width, height, bits, samples, test.tags, test.data));
         EXPECT_GE(streamed.result, 0);
         ASSERT_EQ(streamed.rows.size(), test.rows.size());
         for (usize y = 0; y < test.rows.size(); ++y) {
@@ -167,15 +167,15 @@ TEST(Tiff, LzwStripsThatRunOnStillGiveThePicture)
     }
     for (u32 strip = kRows; strip-- > 0;) {
         // Clear and seven bytes, 9 bits each.
-        u64 const codes = strip % 251 * 0x0040201008040201;
+        const u64 codes = strip % 251 * 0x0040201008040201;
         data.push_back(0x80);
         for (int shift = 56; shift >= 0; shift -= 8) {
             data.push_back(static_cast<u8>(codes >> shift));
         }
     }
-    std::vector<u8> const file =
+    const std::vector<u8> file =
         picture(7, kRows, 8, 1, {{259, 3, 1, 5}, {273, 4, kRows, kDataPosition}, {278, 3, 1, 1}}, data);
-    Picture const loaded = load_picture(file);
+    const Picture loaded = load_picture(file);
     for (u32 row = 0; row < kRows; ++row) {
         ASSERT_EQ(loaded.pixels[row * 7 + 6], row % 251 * 0x010101) << row;
     }
@@ -199,8 +199,8 @@ TEST(Tiff, RedAndBlueChangePlacesInRowsOfAnyLength)
 
 TEST(Tiff, TextsAreReadWhereTheFieldPoints)
 {
-    std::string const text = "somebody else's name, which is longer than a date can be";
-    std::vector<u8> const data(text.begin(), text.end());
+    const std::string text = "somebody else's name, which is longer than a date can be";
+    const std::vector<u8> data(text.begin(), text.end());
     stream_file(picture(1, 1, 8, 1, {{315, 2, 1, kDataPosition + 9}, {306, 2, 99, kDataPosition}}, data));
     char name[200];
     char date[40];
@@ -211,14 +211,14 @@ TEST(Tiff, TextsAreReadWhereTheFieldPoints)
 
 TEST(Tiff, PagesAndChains)
 {
-    auto const count_pages = [](std::span<const u8> file) {
+    const auto count_pages = [](std::span<const u8> file) {
         write_file(temp_path("pages.tif"), file);
-        int const stream = platform::_lopen(temp_path("pages.tif").c_str(), platform::OF_READ);
-        i16 const pages = IMG_tiff_page_count(stream);
+        const int stream = platform::_lopen(temp_path("pages.tif").c_str(), platform::OF_READ);
+        const i16 pages = IMG_tiff_page_count(stream);
         platform::_lclose(stream);
         return pages;
     };
-    std::vector<u8> const fax = read_file(data_path("tiff/fax-standard.tif"));
+    const std::vector<u8> fax = read_file(data_path("tiff/fax-standard.tif"));
     EXPECT_EQ(count_pages(fax), 3);
     EXPECT_EQ(load_picture(fax, 2).height, 612);
     EXPECT_EQ(stream_file(fax, 3).result, -9);
@@ -258,7 +258,7 @@ std::vector<u8> fax_page(int lines, bool closed)
 
 TEST(FaxContainer, Pages)
 {
-    std::vector<u8> const pages[] = {fax_page(3, true), fax_page(0, false), fax_page(2, false)};
+    const std::vector<u8> pages[] = {fax_page(3, true), fax_page(0, false), fax_page(2, false)};
     std::vector<u8> file = {'O', 'R', 'V', 'N', 'F', 'A', 'X', ' ', 3, 0};
     file.resize(32);
     u32 position = 32 + 4 * 4;
@@ -270,7 +270,7 @@ TEST(FaxContainer, Pages)
     for (const auto& page : pages) {
         file.insert(file.end(), page.begin(), page.end());
     }
-    Streamed const standard = stream_file(file);
+    const Streamed standard = stream_file(file);
     EXPECT_EQ(standard.header.info.biHeight, 8);  // the closing EOL counts, its line does not come
     ASSERT_EQ(standard.rows.size(), 6u);
     for (int y = 0; y < 6; ++y) {
@@ -297,9 +297,9 @@ TEST(FaxContainer, Pages)
 
 TEST(FaxMarker, ForcesT4)
 {
-    std::vector<u8> const line = fax_page(1, false);
+    const std::vector<u8> line = fax_page(1, false);
     std::vector<u8> file = make_tiff({}, line);  // the directory moves behind the marker
-    std::vector<u8> const inner = make_tiff({{256, 3, 1, 1728},
+    const std::vector<u8> inner = make_tiff({{256, 3, 1, 1728},
                                              {257, 3, 1, 1},
                                              {259, 3, 1, 1},
                                              {266, 3, 1, 2},
@@ -310,7 +310,7 @@ TEST(FaxMarker, ForcesT4)
     file[4] = 16;
     std::copy_n("ORVNFAX", 7, file.begin() + 8);
     std::copy(inner.begin() + 8, inner.begin() + 150, file.begin() + 16);
-    Streamed const streamed = stream_file(file);
+    const Streamed streamed = stream_file(file);
     ASSERT_EQ(streamed.rows.size(), 1u);
     EXPECT_EQ(streamed.rows[0].second, std::vector<u8>(216, 0xFF));
 }
@@ -321,7 +321,7 @@ TEST(Tiff, MemoryOfAFaxDoesNotGrowWithItsHeight)
     for (int i = 0; i < 32767; ++i) {
         data.insert(data.end(), {0x4D, 0x9A, 0x80});
     }
-    std::vector<u8> const file =
+    const std::vector<u8> file =
         picture(1728, 32767, 1, 1, {{259, 3, 1, 2}, {262, 3, 1, 0}, {282, 4, 1, 200}}, data);
     platform::testing::reset_peak_bytes();
     EXPECT_EQ(stream_file(file).rows.size(), 32767u);
