@@ -44,6 +44,18 @@ static inline void store_le32(u8* p, u32 value)
     store_le16(p + 2, value >> 16);
 }
 
+static inline void store_be16(u8* p, u32 value)
+{
+    p[0] = static_cast<u8>(value >> 8);
+    p[1] = static_cast<u8>(value);
+}
+
+static inline void store_be32(u8* p, u32 value)
+{
+    store_be16(p, value >> 16);
+    store_be16(p + 2, value);
+}
+
 static inline void store_le64(u8* p, u64 value)
 {
     store_le32(p, static_cast<u32>(value));
