@@ -1,21 +1,39 @@
 #include "frame/chunk_reader.h"
 
+#include <algorithm>
+
 namespace orv
 {
 
-void chunk_refill(ChunkReader& in)
+ChunkReader chunk_open(StreamHandle stream)
 {
-    const u32 unread = chunk_available(in);
-    std::memmove(in.buffer, in.buffer + in.pos, unread);
+    const bool unbounded = stream_is_unbounded(stream);
+    return {.stream = stream,
+            .buffer = unbounded ? stream_borrow(stream, 0).data() : nullptr,
+            .pos = 0,
+            .fill = 0,
+            .ended = false,
+            .unbounded = unbounded};
+}
+
+void chunk_close(ChunkReader& in)
+{
+    stream_skip(in.stream, in.pos);
+    in.buffer += in.pos;
+    in.fill -= in.pos;
     in.pos = 0;
-    in.fill = unread;
+}
+
+void chunk_refill(ChunkReader& in, u32 count)
+{
+    chunk_close(in);
     if (in.ended) {
         return;
     }
-    const u32 wanted = in.capacity - unread;
-    const u32 came = stream_read(in.stream, in.buffer + unread, static_cast<u16>(wanted));
-    in.fill += came;
-    in.ended = came < wanted;
+    const std::span<const u8> bytes = stream_borrow(in.stream, std::min(count, kBorrowMost));
+    in.buffer = bytes.data();
+    in.fill = static_cast<u32>(std::min<usize>(bytes.size(), 0x7FFFFFFF));
+    in.ended = in.fill < count;
 }
 
 }  // namespace orv

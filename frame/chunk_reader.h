@@ -1,5 +1,12 @@
-// A stream's bytes through one chunk buffer: the one way in which the readers of compressed data take
-// their input. End of data is sticky: when it has come, the bytes still buffered are the last.
+// A stream's bytes where they lie: the one way in which the readers of compressed data take their input.
+// End of data is sticky: when it has come, the bytes still there are the last.
+//
+//     ChunkReader in = chunk_open(stream);
+//     if (!chunk_ensure(in, 2)) { ... end of the data ... }
+//     use in.buffer[in.pos], in.buffer[in.pos + 1];  in.pos += 2;
+//
+// A fast loop may use all of chunk_available(in). On memory of unknown size that is only what was ensured,
+// so that nobody looks at a byte that the data does not call for.
 #pragma once
 
 #include "frame/streams.h"
@@ -7,25 +14,26 @@
 namespace orv
 {
 
+// What the described readers take of a file at a time; some codes count positions within it.
 inline constexpr u16 kChunkBytes = 10000;
 
 struct ChunkReader {
     StreamHandle stream;
-    u8* buffer;    // the owner's block of `capacity` bytes
-    u32 capacity;  // at least the largest count ever given to chunk_ensure, at most 65,535
-    u32 pos;       // next byte in the buffer
-    u32 fill;      // bytes in the buffer
-    bool ended;    // no more bytes will come behind `fill`
+    const u8* buffer;  // bytes of the stream in place, until the next refill
+    u32 pos;           // next byte in the buffer
+    u32 fill;          // bytes in the buffer
+    bool ended;        // no more bytes will come behind `fill`
+    bool unbounded;    // memory of unknown size: every byte asked for is there
 };
 
 // Starts reading at the stream's position. Nothing is read yet.
-static inline ChunkReader chunk_open(StreamHandle stream, u8* buffer, u32 capacity)
-{
-    return {.stream = stream, .buffer = buffer, .capacity = capacity, .pos = 0, .fill = 0, .ended = false};
-}
+ChunkReader chunk_open(StreamHandle stream);
 
-// Moves the unread bytes to the buffer's start and fills up behind them.
-void chunk_refill(ChunkReader& in);
+// Puts the stream's position behind the bytes that were used.
+void chunk_close(ChunkReader& in);
+
+// Gets more bytes behind the unread ones: at least `count` in all, up to kBorrowMost, unless the data ends.
+void chunk_refill(ChunkReader& in, u32 count);
 
 static inline u32 chunk_available(const ChunkReader& in)
 {
@@ -38,7 +46,11 @@ static inline bool chunk_ensure(ChunkReader& in, u32 count)
     if (chunk_available(in) >= count) [[likely]] {
         return true;
     }
-    chunk_refill(in);
+    if (in.unbounded) {
+        in.fill = in.pos + count;
+        return true;
+    }
+    chunk_refill(in, count);
     return chunk_available(in) >= count;
 }
 

@@ -1,8 +1,8 @@
-#include "frame/detect.h"
-
-#include "frame/bytes.h"
+// Telling a format by a stream's first bytes.
+#include "frame/api_call.h"
 #include "frame/format_table.h"
 #include "frame/streams.h"
+#include "orvimg32/extra.h"
 #include "platform/files.h"
 
 namespace orv
@@ -11,72 +11,87 @@ namespace
 {
 
 constexpr u16 kSniffBytes = 10;
-constexpr i32 kPictPreamble = 512;
 
-constexpr u32 kEpsMagic = 0xC6D3D0C5;
-constexpr u32 kDcxMagic = 0x3ADE68B1;
-constexpr u32 kPlaceableWmfMagic = 0x9AC6CDD7;
+// Ten bytes of the stream at a time, read where a test first asks for them, in rising order.
+struct Sniff {
+    StreamHandle stream;
+    u32 at;  // of bytes[0], from where the sniff began; behind it the stream stands
+    u8 bytes[kSniffBytes];
+};
 
-bool is_tga_type(u8 type)
+// PICT has a preamble of 512 bytes ahead of its size, frame and version.
+constexpr u32 kBehindPreamble = 512 + kSniffBytes;
+
+void sniff_at(Sniff& sniff, u32 at)
 {
-    return type == 1 || type == 2 || type == 3 || type == 9 || type == 10 || type == 11;
+    std::memset(sniff.bytes, 0, sizeof sniff.bytes);
+    if (stream_seek(sniff.stream, static_cast<i32>(at - sniff.at - kSniffBytes), kFromHere) >= 0) {
+        stream_read(sniff.stream, sniff.bytes, kSniffBytes);
+    }
+    sniff.at = at;
 }
 
-// The tests go by a few bytes only and give way to each other by their order alone. Bytes that did not
-// come are 0, which no test asks for.
-i16 format_of_first_bytes(const u8* b)
+bool matches(Sniff& sniff, std::span<const Magic> told)
 {
-    const u32 value = load_le32(b);
-    if ((b[0] == 'M' && b[1] == 'M') || (b[0] == 'I' && b[1] == 'I')) {
-        return ORV_FORMAT_TIFF;
+    for (const Magic& magic : told) {
+        if (magic.at >= kBehindPreamble && sniff.at == 0) {
+            sniff_at(sniff, kBehindPreamble);
+        }
+        if (magic.at >= sniff.at && magic.at + magic.count <= sniff.at + kSniffBytes &&
+            std::memcmp(sniff.bytes + (magic.at - sniff.at), magic.bytes, magic.count) == 0) {
+            return true;
+        }
     }
-    if (b[0] == 'G' && b[1] == 'I' && b[2] == 'F') {
-        return ORV_FORMAT_GIF;
+    return false;
+}
+
+Sniff sniff_start(StreamHandle stream)
+{
+    Sniff sniff = {.stream = stream, .at = 0, .bytes = {}};
+    stream_read(stream, sniff.bytes, kSniffBytes);
+    return sniff;
+}
+
+// The format of the stream as a whole, containers too.
+i16 format_from_start(StreamHandle stream)
+{
+    const ContainerEntry* const container = find_container(stream);
+    if (container != nullptr) {
+        return container->format;
     }
-    if (b[0] == 'B' && b[1] == 'M') {
-        return ORV_FORMAT_BMP;
-    }
-    if (value == kEpsMagic) {
-        return ORV_FORMAT_EPS;
-    }
-    if (value == kDcxMagic) {
-        return ORV_FORMAT_DCX;
-    }
-    if (b[0] == 0xFF && b[1] == 0xD8) {
-        return ORV_FORMAT_JPEG;
-    }
-    if (b[1] == 'W' && b[2] == 'P' && b[3] == 'C') {
-        return ORV_FORMAT_WPG;
-    }
-    if (b[0] == 10) {
-        return ORV_FORMAT_PCX;
-    }
-    if (is_tga_type(b[2])) {
-        return ORV_FORMAT_TGA;
-    }
-    if (value == kPlaceableWmfMagic || b[0] == 1 || b[1] == 2) {
-        return ORV_FORMAT_WMF;
-    }
-    return kUnknownFormat;
+    stream_seek_to(stream, 0);
+    return sniff_format(stream);
 }
 
 }  // namespace
 
+const ContainerEntry* find_container(StreamHandle stream)
+{
+    for (const ContainerEntry& container : container_table) {
+        Sniff sniff = {};
+        if (stream_seek_to(stream, 0)) {
+            sniff = sniff_start(stream);
+        }
+        stream_seek_to(stream, 0);
+        if (matches(sniff, container.entry.told)) {
+            return &container;
+        }
+    }
+    return nullptr;
+}
+
 i16 sniff_format(StreamHandle stream)
 {
-    u8 b[kSniffBytes] = {};
-    stream_read(stream, b, kSniffBytes);
-    i16 format = format_of_first_bytes(b);
-    if (format == kUnknownFormat) {
-        // Behind its preamble and 10 bytes of size and frame a picture file has its version opcode.
-        std::memset(b, 0, sizeof b);
-        if (stream_seek(stream, kPictPreamble, kFromHere) >= 0) {
-            stream_read(stream, b, kSniffBytes);
+    Sniff sniff = sniff_start(stream);
+    i16 found = kUnknownFormat;
+    for (const i16 format : detection_order) {
+        if (matches(sniff, format_table[format].told)) {
+            found = format;
+            break;
         }
-        format = b[0] == 0x11 || b[1] == 0x11 ? i16{ORV_FORMAT_PICT} : kUnknownFormat;
     }
     stream_seek_to(stream, 0);
-    return format;
+    return found;
 }
 
 }  // namespace orv
@@ -85,6 +100,7 @@ using namespace orv;
 
 int16_t IMGLOW_get_filetype(const char* file_name)
 {
+    const ApiCall call;
     if (file_name == nullptr || file_name[0] == '\0') {
         return kUnreadable;
     }
@@ -99,9 +115,14 @@ int16_t IMGLOW_get_filetype(const char* file_name)
 
 int16_t IMG_get_filetype_fd(int32_t stream)
 {
-    if (fax_is_container(stream)) {
-        return ORV_FORMAT_TIFF;
-    }
-    stream_seek_to(stream, 0);
-    return sniff_format(stream);
+    const ApiCall call;
+    return format_from_start(stream);
+}
+
+int16_t orv_get_filetype_mem(const void* block, uint32_t size)
+{
+    const ApiCall call;
+    const MemoryStreamKeeper keeper;
+    memory_stream_open_sized(const_cast<void*>(block), size, MemoryAccess::Read);
+    return format_from_start(MEMORY_STREAM);
 }

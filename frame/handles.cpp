@@ -1,5 +1,8 @@
 #include "frame/handles.h"
 
+#include <bit>
+
+#include "frame/api_call.h"
 #include "frame/rows.h"
 #include "platform/memory.h"
 
@@ -14,6 +17,42 @@ namespace
 {
 
 constexpr i16 kMostHandles = 32767;
+constexpr i32 kSetBits = 64;
+
+// Which slots hold an image: a bit for each, and a bit for each full word of those, so that the lowest free
+// one is found at once. Written with the slots; all 0 without a table.
+u64 taken[(kMostHandles + kSetBits) / kSetBits];
+u64 full[std::size(taken) / kSetBits];
+i32 live_handles;
+
+void slot_take(i32 slot)
+{
+    const i32 word = slot / kSetBits;
+    taken[word] |= u64{1} << (slot % kSetBits);
+    if (taken[word] == ~u64{0}) {
+        full[word / kSetBits] |= u64{1} << (word % kSetBits);
+    }
+    ++live_handles;
+}
+
+void slot_give_back(i32 slot)
+{
+    const i32 word = slot / kSetBits;
+    taken[word] &= ~(u64{1} << (slot % kSetBits));
+    full[word / kSetBits] &= ~(u64{1} << (word % kSetBits));
+    --live_handles;
+}
+
+// 32,767 where none is free.
+i16 lowest_free_slot()
+{
+    usize i = 0;
+    while (i + 1 < std::size(full) && full[i] == ~u64{0}) {
+        ++i;
+    }
+    const i32 word = static_cast<i32>(i) * kSetBits + std::countr_one(full[i]);
+    return static_cast<i16>(word * kSetBits + std::countr_one(taken[word]));
+}
 
 void drop_table()
 {
@@ -24,19 +63,15 @@ void drop_table()
     handle_count = 0;
 }
 
-// Takes a slot that has become free out of the search if it is the last; the table goes with its last
-// image.
+// Takes an empty slot out of the count if it is the last; the table goes with its last image.
 void drop_slot(i32 slot)
 {
     if (slot == handle_count - 1) {
         --handle_count;
     }
-    for (i32 i = 0; i < handle_count; ++i) {
-        if (handle_table[i] != nullptr) {
-            return;
-        }
+    if (live_handles == 0) {
+        drop_table();
     }
-    drop_table();
 }
 
 bool make_table()
@@ -86,24 +121,19 @@ static_assert(sizeof(ImageRecord) == 88 && offsetof(ImageRecord, dib) == 64);
 
 ImageHandle handle_allocate()
 {
-    i16 slot = 0;
-    if (handle_count == 0) {
-        if (!make_table()) {
-            return kOutOfMemory;
-        }
-    } else {
-        while (slot < handle_count && handle_table[slot] != nullptr) {
-            ++slot;
-        }
-        if (slot == handle_count && !grow_table()) {
-            return kOutOfMemory;
-        }
+    if (handle_count == 0 && !make_table()) {
+        return kOutOfMemory;
+    }
+    const i16 slot = lowest_free_slot();
+    if (slot == handle_count && !grow_table()) {
+        return kOutOfMemory;
     }
     handle_table[slot] = make_record();
     if (handle_table[slot] == nullptr) {
         drop_slot(slot);
         return kOutOfMemory;
     }
+    slot_take(slot);
     return slot;
 }
 
@@ -121,6 +151,7 @@ i16 handle_release(i32 handle)
     }
     free_block(platform::GlobalHandle(record));
     handle_table[handle] = nullptr;
+    slot_give_back(handle);
     drop_slot(handle);
     return kOk;
 }
@@ -152,6 +183,10 @@ using namespace orv;
 
 int16_t IMG_delete_bitmap(int32_t handle)
 {
+    const ApiCall call;
+    if (handle_in_use(handle)) {
+        return kNotSupported;
+    }
     ImageRecord* const record = handle_record(handle);
     if (record == nullptr) {
         return kBadHandle;
@@ -162,6 +197,7 @@ int16_t IMG_delete_bitmap(int32_t handle)
 
 int32_t IMG_bitmap_info(int32_t handle, uint16_t* width, uint16_t* height, uint16_t* bits)
 {
+    const ApiCall call;
     ImageRecord* const record = handle_record(handle);
     if (record == nullptr) {
         return kBadHandle;
@@ -176,11 +212,13 @@ int32_t IMG_bitmap_info(int32_t handle, uint16_t* width, uint16_t* height, uint1
 
 ImageRecord* IMG_get_dib_intern(int32_t handle)
 {
+    const ApiCall call;
     return handle_record(handle);
 }
 
 int16_t IMG_get_croprect(int32_t handle, int16_t* left, int16_t* top, int16_t* width, int16_t* height)
 {
+    const ApiCall call;
     const ImageRecord* const record = handle_record(handle);
     if (record == nullptr) {
         return kBadHandle;
@@ -194,6 +232,7 @@ int16_t IMG_get_croprect(int32_t handle, int16_t* left, int16_t* top, int16_t* w
 
 int16_t IMG_set_croprect(int32_t handle, int16_t left, int16_t top, int16_t width, int16_t height)
 {
+    const ApiCall call;
     ImageRecord* const record = handle_record(handle);
     if (record == nullptr) {
         return kBadHandle;
@@ -207,6 +246,7 @@ int16_t IMG_set_croprect(int32_t handle, int16_t left, int16_t top, int16_t widt
 
 int16_t IMGLOW_get_bitmap_header(int32_t handle, void* buffer)
 {
+    const ApiCall call;
     ImageRecord* const record = handle_record(handle);
     if (record == nullptr) {
         return kBadHandle;

@@ -7,7 +7,7 @@ namespace orv
 {
 
 struct LoadReport {
-    i32 rows;           // of the picture, 0 where the load failed ahead of them
+    i32 rows;  // of the picture, 0 where the load failed ahead of them
     i32 rows_whole;
     i32 rows_repaired;
     i32 rows_missing;

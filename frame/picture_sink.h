@@ -58,7 +58,8 @@ static inline u8* row_lend(PictureSink& sink, i32 row)
     if (row < 0 || row >= sink.height) [[unlikely]] {
         return nullptr;
     }
-    return sink.image == nullptr ? sink.lent : sink.image + usize{sink.stride} * static_cast<u32>(sink.height - 1 - row);
+    return sink.image == nullptr ? sink.lent
+                                 : sink.image + usize{sink.stride} * static_cast<u32>(sink.height - 1 - row);
 }
 
 // The row last lent is complete: hands it to the RowCallback, or marks it as filled.

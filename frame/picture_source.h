@@ -11,10 +11,19 @@
 namespace orv
 {
 
+// What the frame's own row source reads: the rows of an image through its crop rectangle.
+struct RowContext {
+    const u8* pixels;  // the locked image's rows
+    i32 stride;        // bytes of a stored row
+    i32 height;        // rows of the image
+    i32 x_bytes;       // crop rectangle's left edge in a row
+    i32 y_rows;        // storage row of the crop rectangle's bottom line
+};
+
 struct PictureSource {
     RowSource row_source;
     void* user_data;
-    const struct RowContext* image;  // the frame's own row source: null for a caller's
+    const RowContext* image;  // where user_data is the frame's own context, else null
 
     // Of what is saved, settled by source_open.
     i32 width;
@@ -23,18 +32,15 @@ struct PictureSource {
     u32 stride;     // bytes of a row, a multiple of 4
     u32 row_bytes;  // bytes of it that hold pixels
 
-    u8* scratch;  // one row, with kSourceSlack zero bytes behind it
+    u8* scratch;  // one row
 };
 
-// Bytes that can be read behind a lent row of scratch; of a row of the image nothing is told of what
-// stands behind its stride, so coders that look further use row_copy.
-inline constexpr u32 kSourceSlack = 64;
-
-// Row `row` of the picture, counted from 0, the BOTTOM line: `stride` bytes, valid until the next row.
+// Row `row` of the picture, counted from 0, the BOTTOM line: `stride` bytes, valid until the next row. A coder
+// that looks at what stands behind a row copies it first.
 const u8* row_take(PictureSource& source, i32 row);
 
-// Copies the row to `to`, `stride` bytes.
-void row_copy(PictureSource& source, i32 row, u8* to);
+// The frame's row source: `user_data` is a RowContext. What lies outside the image reads as zero bytes.
+void frame_row_source(void* user_data, void* destination, i16 row, i16 length);
 
 // Settles the size and takes the scratch row: kOk or kOutOfMemory.
 ErrorCode source_open(PictureSource& source, const BITMAPINFOHEADER& info);

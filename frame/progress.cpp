@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "frame/api_call.h"
 #include "frame/save.h"
 
 namespace orv
@@ -20,7 +21,7 @@ void set_percent(i32 percent)
 }
 
 // What `percent_of_page` of the page under way stands for in the whole job.
-i32 share(i32 percent_of_page)
+i32 job_percent(i32 percent_of_page)
 {
     return save_page_counter * percent_of_page / page_total();
 }
@@ -80,12 +81,12 @@ void progress_tick_capped(ProgressRows& rows, i32 row, i32 cap)
 
 void progress_tick(ProgressRows& rows, i32 row)
 {
-    progress_tick_capped(rows, row, share(90));
+    progress_tick_capped(rows, row, job_percent(90));
 }
 
 void progress_rows_done()
 {
-    set_percent(std::max<i32>(save_percent, share(90)));
+    set_percent(std::max<i32>(save_percent, job_percent(90)));
     if (save_page_counter == page_total() && save_percent < 90) {
         set_percent(90);
     }
@@ -95,7 +96,7 @@ void progress_rows_done()
 void progress_finish()
 {
     set_percent(save_percent + std::max(10 / page_total(), 1));
-    set_percent(std::max<i32>(save_percent, share(100)));
+    set_percent(std::max<i32>(save_percent, job_percent(100)));
     if (save_page_counter == page_total()) {
         progress_fire(100);
         set_percent(0);
@@ -109,11 +110,13 @@ void progress_finish()
 
 void IMG_set_callback(ProgressCallback function, void* user)
 {
+    const orv::ApiCall call;
     orv::progress_function = function;
     orv::progress_user_data = user;
 }
 
 void LibInitCallBack(LegacyProgressCallback function)
 {
+    const orv::ApiCall call;
     orv::legacy_progress_function = function;
 }

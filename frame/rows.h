@@ -10,6 +10,21 @@ namespace orv
 inline constexpr i32 kMaxSide = 32767;
 inline constexpr i32 kMaxRowStride = 32764;
 
+// A set of depths, a bit for each of 1, 4, 8 and 24 bits a pixel.
+enum DepthSet : u8 { kDepth1 = 1, kDepth4 = 2, kDepth8 = 4, kDepth24 = 8, kAllDepths = 15 };
+
+// The set that holds this depth alone; empty for a depth that no image has.
+static inline u8 depth_set(i32 bits)
+{
+    switch (bits) {
+    case 1: return kDepth1;
+    case 4: return kDepth4;
+    case 8: return kDepth8;
+    case 24: return kDepth24;
+    default: return 0;
+    }
+}
+
 // Bytes of a stored row: whole 32-bit words. The caller has checked that the row can be carried.
 i16 RowStride(i16 width, i16 bits);
 

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "frame/api_call.h"
 #include "frame/blocks.h"
 #include "frame/format_table.h"
 #include "frame/handles.h"
@@ -24,44 +25,19 @@ i16 save_percent;
 namespace
 {
 
-// What frame_row_source reads from.
-struct RowContext {
-    const u8* pixels;  // the locked image's rows
-    i32 stride;        // bytes of a stored row
-    i32 height;        // rows of the image
-    i32 x_bytes;       // crop rectangle's left edge in a row
-    i32 y_rows;        // storage row of the crop rectangle's bottom line
-};
-
-// The crop rectangle starts on a byte: at 1 and 4 bits its left edge moves right to the next one.
+// The byte of a row at which the crop rectangle starts: at 1 and 4 bits a left edge inside a byte moves
+// right to the next one. Pixel -9 of a 1-bit row lies in byte -2, its edge in byte -1.
 i32 crop_byte(i32 left, u16 bits)
 {
     switch (bits) {
-    case 1: return (left + 7) / 8;
-    case 4: return (left + 1) / 2;
+    case 1: return (left + 7) >> 3;
+    case 4: return (left + 1) >> 1;
     case 8: return left;
     default: return left * 3;
     }
 }
 
-// Copies a row of the crop rectangle. What lies outside the image reads as zero bytes.
-void frame_row_source(void* user_data, void* destination, i16 row, i16 length)
-{
-    const RowContext& context = *static_cast<const RowContext*>(user_data);
-    const i32 storage_row = row + context.y_rows;
-    const i32 from = std::clamp(context.x_bytes, 0, context.stride);
-    const i32 to = std::clamp(context.x_bytes + length, 0, context.stride);
-    const bool inside = storage_row >= 0 && storage_row < context.height && from < to;
-    if (!inside || to - from < length) {
-        std::memset(destination, 0, static_cast<usize>(length));
-    }
-    if (inside) {
-        std::memcpy(static_cast<u8*>(destination) + (from - context.x_bytes),
-                    context.pixels + i64{storage_row} * context.stride + from, static_cast<usize>(to - from));
-    }
-}
-
-bool is_written(i16 format)
+bool has_encoder(i16 format)
 {
     return format >= 0 && format < kFormatCount && format_table[format].encoder != nullptr;
 }
@@ -69,7 +45,7 @@ bool is_written(i16 format)
 // Whether a save of this record can run, as far as format and size tell.
 ErrorCode save_check(ImageRecord& record, i16 format)
 {
-    if (!is_written(format) || record.crop_width < 1 || record.crop_height < 1) {
+    if (!has_encoder(format) || record.crop_width < 1 || record.crop_height < 1) {
         return kNotSupported;
     }
     BITMAPINFOHEADER header = image_lock(record)->info;
@@ -84,29 +60,16 @@ bool refuses_depth(ImageRecord& record, i16 format)
 {
     const u16 bits = image_lock(record)->info.biBitCount;
     image_unlock(record);
-    const u8 depth = bits == 1 ? kDepth1 : bits == 4 ? kDepth4 : bits == 8 ? kDepth8 : kDepth24;
-    return (format_table[format].save_depths & depth) == 0;
+    return (format_table[format].save_depths & depth_set(bits)) == 0;
 }
-
-struct NamedFormat {
-    const char* ending;
-    i16 format;
-};
-
-constexpr NamedFormat kNamedFormats[] = {
-    {"tif", ORV_FORMAT_TIFF}, {"bmp", ORV_FORMAT_BMP},  {"pcx", ORV_FORMAT_PCX}, {"tga", ORV_FORMAT_TGA},
-    {"gif", ORV_FORMAT_GIF},  {"wpg", ORV_FORMAT_WPG},  {"wmf", ORV_FORMAT_WMF}, {"dcx", ORV_FORMAT_DCX},
-    {"jpg", ORV_FORMAT_JPEG}, {"pct", ORV_FORMAT_PICT}, {"eps", ORV_FORMAT_EPS},
-};
 
 i16 format_by_name(const char* file_name)
 {
     const int length = file_name == nullptr ? 0 : platform::lstrlenA(file_name);
-    if (length >= 3) {
-        for (const NamedFormat& named : kNamedFormats) {
-            if (platform::lstrcmpiA(file_name + length - 3, named.ending) == 0) {
-                return named.format;
-            }
+    for (i16 format = 0; length >= 3 && format < kFormatCount; ++format) {
+        const char* const ending = format_table[format].ending;
+        if (ending != nullptr && platform::lstrcmpiA(file_name + length - 3, ending) == 0) {
+            return format;
         }
     }
     return ORV_FORMAT_BY_NAME;
@@ -131,21 +94,49 @@ int open_target(const char* file_name, ExistingFile existing)
     return platform::_lopen(file_name, platform::OF_READWRITE);
 }
 
-// The header of what a save of this record writes, in a block of its own; null when memory is out.
-ImageHeader* cropped_header(const ImageRecord& record, const ImageHeader* image)
+// Runs the encoder of `format` on a copy of `header`, cut to what a file has of it.
+i16 encode(StreamHandle stream, const ImageHeader* header, i16 format, PictureSource& source)
 {
-    auto* const copy = reinterpret_cast<ImageHeader*>(block_alloc(kImageHeaderBytes));
-    if (copy != nullptr) {
-        std::memcpy(copy, image, kBitmapHeaderBytes + static_cast<usize>(palette_bytes(image->info)));
-        copy->info.biWidth = record.crop_width;
-        copy->info.biHeight = record.crop_height;
+    if (!has_encoder(format)) {
+        return kNotSupported;
     }
-    return copy;
+    auto* const copy = reinterpret_cast<ImageHeader*>(block_alloc(kImageHeaderBytes));
+    if (copy == nullptr) {
+        return kOutOfMemory;
+    }
+    copy->info = header->info;
+    copy->info.biSize = kBitmapHeaderBytes;
+    copy->info.biWidth = static_cast<i16>(header->info.biWidth);
+    copy->info.biHeight = static_cast<i16>(header->info.biHeight);
+    i16 result = header_check(copy->info);
+    if (result == kOk) {
+        std::memcpy(copy->palette, header->palette, static_cast<usize>(palette_bytes(copy->info)));
+        result = source_open(source, copy->info);
+    }
+    if (result == kOk) {
+        result = format_table[format].encoder(stream, *copy, source);
+    }
+    block_free(copy);
+    scratch_free_all();
+    return result;
 }
 
-// Saves the crop rectangle of a handle's image by `encode`, which gets header, row source and context.
-template <typename Encode>
-i16 save_handle(i32 handle, i16 format, Encode encode)
+// Saves a caller's rows.
+i16 encode_rows(StreamHandle stream, const ImageHeader* header, i16 format, RowSource row_source,
+                void* user_data)
+{
+    const Job job;
+    if (job.is_refused()) {
+        return kNotSupported;
+    }
+    PictureSource source = {};
+    source.row_source = row_source;
+    source.user_data = user_data;
+    return encode(stream, header, format, source);
+}
+
+// Saves the crop rectangle of a handle's image.
+i16 encode_handle(i32 handle, StreamHandle stream, i16 format)
 {
     ImageRecord* const record = handle_record(handle);
     if (record == nullptr) {
@@ -161,14 +152,32 @@ i16 save_handle(i32 handle, i16 format, Encode encode)
                           .height = record->image_height,
                           .x_bytes = crop_byte(record->crop_left, image->info.biBitCount),
                           .y_rows = record->image_height - record->crop_height - record->crop_top};
-    ImageHeader* const header = cropped_header(*record, image);
-    const i16 result = header == nullptr ? i16{kOutOfMemory} : encode(header, frame_row_source, &context);
-    block_free(header);
+    ImageHeader header = {};
+    std::memcpy(&header, image, kBitmapHeaderBytes + static_cast<usize>(palette_bytes(image->info)));
+    header.info.biWidth = record->crop_width;
+    header.info.biHeight = record->crop_height;
+    PictureSource source = {};
+    source.row_source = frame_row_source;
+    source.user_data = &context;
+    source.image = &context;
+    const i16 result = encode(stream, &header, format, source);
     image_unlock(*record);
     return result;
 }
 
 constexpr StreamHandle kNoStream = -1;
+
+// Opens the file, saves to it and closes it. A close that fails is a write that did.
+i16 encode_to_file(i32 handle, const char* file_name, i16 format)
+{
+    const int file = open_target(file_name, format_table[format].existing);
+    if (file < 0) {
+        return kNotCreated;
+    }
+    const i16 result = encode_handle(handle, file, format);
+    const bool closed = platform::_lclose(file) == 0;
+    return result == kOk && !closed ? i16{kShortWrite} : result;
+}
 
 }  // namespace
 }  // namespace orv
@@ -178,28 +187,30 @@ using namespace orv;
 int16_t IMGLOW_save_bitmap(int32_t stream, ImageHeader* header, int16_t format, RowSource row_source,
                            void* user_data)
 {
-    i16 result = kNotSupported;
-    if (is_written(format)) {
-        const ErrorCode checked = header_check(header->info);
-        result =
-            checked == kOk ? format_table[format].encoder(stream, header, row_source, user_data) : i16{checked};
-    }
-    scratch_free_all();
-    return result;
+    const ApiCall call;
+    return encode_rows(stream, header, format, row_source, user_data);
 }
 
 int16_t IMGLOW_save_bitmap_mem(void* block, ImageHeader* header, int16_t format, RowSource row_source,
                                void* user_data)
 {
+    const ApiCall call;
+    if (job_is_running()) {
+        return kNotSupported;
+    }
     memory_stream_open(block);
-    return IMGLOW_save_bitmap(MEMORY_STREAM, header, format, row_source, user_data);
+    return encode_rows(MEMORY_STREAM, header, format, row_source, user_data);
 }
 
 int16_t IMGLOW_save_bitmap_mem_sized(void* block, uint32_t size, ImageHeader* header, int16_t format,
                                      RowSource row_source, void* user_data, uint32_t* written)
 {
+    const ApiCall call;
+    if (job_is_running()) {
+        return kNotSupported;
+    }
     memory_stream_open_sized(block, size, MemoryAccess::Write);
-    const i16 result = IMGLOW_save_bitmap(MEMORY_STREAM, header, format, row_source, user_data);
+    const i16 result = encode_rows(MEMORY_STREAM, header, format, row_source, user_data);
     if (written != nullptr) {
         *written = stream_size(MEMORY_STREAM);
     }
@@ -208,31 +219,48 @@ int16_t IMGLOW_save_bitmap_mem_sized(void* block, uint32_t size, ImageHeader* he
 
 int16_t IMG_save_bitmap_fd(int32_t handle, int32_t stream, int16_t format)
 {
-    return save_handle(handle, format, [=](ImageHeader* header, RowSource row_source, void* context) {
-        return IMGLOW_save_bitmap(stream, header, format, row_source, context);
-    });
+    const ApiCall call;
+    const Job job(handle);
+    return job.is_refused() ? i16{kNotSupported} : encode_handle(handle, stream, format);
 }
 
 int16_t IMG_save_bitmap_mem(int32_t handle, void* block, int16_t format)
 {
-    return save_handle(handle, format, [=](ImageHeader* header, RowSource row_source, void* context) {
-        return IMGLOW_save_bitmap_mem(block, header, format, row_source, context);
-    });
+    const ApiCall call;
+    const Job job(handle);
+    if (job.is_refused()) {
+        return kNotSupported;
+    }
+    memory_stream_open(block);
+    return encode_handle(handle, MEMORY_STREAM, format);
 }
 
 int16_t IMG_save_bitmap_mem_sized(int32_t handle, void* block, uint32_t size, int16_t format, uint32_t* written)
 {
+    const ApiCall call;
+    const Job job(handle);
     if (written != nullptr) {
         *written = 0;
     }
-    return save_handle(handle, format, [=](ImageHeader* header, RowSource row_source, void* context) {
-        return IMGLOW_save_bitmap_mem_sized(block, size, header, format, row_source, context, written);
-    });
+    if (job.is_refused()) {
+        return kNotSupported;
+    }
+    memory_stream_open_sized(block, size, MemoryAccess::Write);
+    const i16 result = encode_handle(handle, MEMORY_STREAM, format);
+    if (written != nullptr) {
+        *written = stream_size(MEMORY_STREAM);
+    }
+    return result;
 }
 
 int16_t IMG_save_bitmap(int32_t handle, const char* file_name, int16_t format, int16_t page_total,
                         int32_t fine_resolution, int32_t write_rtc, int32_t report_progress)
 {
+    const ApiCall call;
+    const Job job(handle);
+    if (job.is_refused()) {
+        return kNotSupported;
+    }
     save_page_total = page_total;
     save_fine_resolution = fine_resolution;
     save_write_rtc = write_rtc;
@@ -250,13 +278,7 @@ int16_t IMG_save_bitmap(int32_t handle, const char* file_name, int16_t format, i
     }
     if (refuses_depth(*record, format)) {
         // The encoder refuses by itself, with the reports that it makes, and no target is touched.
-        return IMG_save_bitmap_fd(handle, kNoStream, format);
+        return encode_handle(handle, kNoStream, format);
     }
-    const int file = open_target(file_name, format_table[format].existing);
-    if (file < 0) {
-        return kNotCreated;
-    }
-    const i16 result = IMG_save_bitmap_fd(handle, file, format);
-    platform::_lclose(file);
-    return result;
+    return encode_to_file(handle, file_name, format);
 }

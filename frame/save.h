@@ -2,17 +2,18 @@
 #pragma once
 
 #include "frame/errors.h"
+#include "frame/picture_source.h"
 #include "frame/rows.h"
 #include "frame/types.h"
 
 namespace orv
 {
 
-// An encoder of one format. `header` has the size, depth and palette of what is to be written and has
-// passed header_check. Rows come from row_source, RowStride bytes each, row 0 the bottom line. An
-// encoder gives kOk, kNotSupported for a depth it does not take, kOutOfMemory or kShortWrite, and may
-// leave scratch blocks behind.
-using Encoder = i16 (*)(StreamHandle stream, ImageHeader* header, RowSource row_source, void* user_data);
+// An encoder of one format. `header` is the frame's own copy: it has the size, depth and palette of what is
+// to be written, biSize 40, and has passed header_check. The encoder takes rows of `source`, which is open,
+// and writes through a StreamWriter. It gives kOk, kNotSupported for a depth it does not take, kOutOfMemory
+// or kShortWrite, and may leave scratch blocks behind.
+using Encoder = i16 (*)(StreamHandle stream, ImageHeader& header, PictureSource& source);
 
 // Written by IMG_save_bitmap, read by the encoders.
 extern i16 save_page_total;       // saves in the job; read it through page_total()

@@ -2,6 +2,7 @@
 // memory, which uses them.
 #include <algorithm>
 
+#include "frame/api_call.h"
 #include "frame/handles.h"
 #include "frame/load.h"
 #include "platform/memory.h"
@@ -33,6 +34,9 @@ ErrorCode copy_header(const ImageHeader* image, ImageHeader& copy, i16& header_b
 {
     std::memset(&copy, 0, sizeof copy);
     std::memcpy(&copy.info, image, kBitmapHeaderBytes);
+    if (copy.info.biCompression != 0) {
+        return kNotSupported;
+    }
     header_bytes = static_cast<i16>(copy.info.biSize & 0xFFFF);
     if (header_bytes < static_cast<i16>(kBitmapHeaderBytes)) {
         return kBadData;
@@ -61,13 +65,16 @@ i16 frame_header_sink(ImageHeader* header, void* user_data)
     }
     reset_record(*record, header->info);
     const usize head = kBitmapHeaderBytes + static_cast<usize>(palette_bytes(header->info));
-    const usize rows = (static_cast<usize>(header->info.biHeight) + 3) & ~usize{3};
+    const usize stride = static_cast<usize>(record->row_stride);
+    const usize height = static_cast<usize>(header->info.biHeight);
+    const usize rows = (height + 3) & ~usize{3};
     const i32 block =
-        platform::GlobalAlloc(platform::GMEM_MOVEABLE, head + rows * static_cast<usize>(record->row_stride));
+        platform::GlobalAlloc(platform::GMEM_MOVEABLE | platform::GMEM_UNCLEARED, head + rows * stride);
     void* const address = platform::GlobalLock(block);
     if (address == nullptr) {
         return kOutOfMemory;
     }
+    std::memset(static_cast<u8*>(address) + head + height * stride, 0, (rows - height) * stride);
     record->dib_block = block;
     record->dib = address;
     std::memcpy(address, header, head);
@@ -87,22 +94,13 @@ i16 frame_row_sink(const void* row, void* /*user_data*/, i16 row_number, i16 len
     return 0;
 }
 
-std::span<u8> frame_image_rows(RowCallback row_callback)
-{
-    const ImageRecord* const record = handle_record(current_handle);
-    if (row_callback != frame_row_sink || record == nullptr || record->dib == nullptr) {
-        return {};
-    }
-    return {image_pixels(static_cast<ImageHeader*>(record->dib)),
-            static_cast<usize>(record->row_stride) * static_cast<usize>(record->image_height)};
-}
-
 }  // namespace orv
 
 using namespace orv;
 
 int16_t IMG_create_handle(const ImageHeader* image)
 {
+    const ApiCall call;
     if (image == nullptr) {
         return kBadData;
     }

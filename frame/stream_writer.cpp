@@ -21,15 +21,20 @@ void write_straight(StreamWriter& out, const u8* bytes, u32 count)
 
 }  // namespace
 
+StreamWriter::~StreamWriter()
+{
+    block_free(buffer);
+}
+
 ErrorCode writer_open(StreamWriter& out, StreamHandle stream, u32 position, u32 most_room)
 {
-    const u32 capacity = std::max(kWriterBytes, most_room);
-    out = {.stream = stream,
-           .buffer = block_alloc(capacity),
-           .capacity = capacity,
-           .fill = 0,
-           .position = position,
-           .failed = false};
+    out.stream = stream;
+    out.capacity = std::max(kWriterBytes, most_room);
+    out.fill = 0;
+    out.position = position;
+    out.failed = false;
+    block_free(out.buffer);
+    out.buffer = block_alloc(out.capacity);
     return out.buffer == nullptr ? kOutOfMemory : kOk;
 }
 

@@ -17,19 +17,23 @@ inline constexpr u32 kWriterBytes = 32768;
 
 struct StreamWriter {
     StreamHandle stream;
-    u8* buffer;    // null when memory was out: writer_open has said so
+    u8* buffer = nullptr;
     u32 capacity;
     u32 fill;      // bytes gathered
     u32 position;  // of the stream: where `buffer` will go
     bool failed;
+
+    StreamWriter() = default;
+    StreamWriter(const StreamWriter&) = delete;
+    StreamWriter& operator=(const StreamWriter&) = delete;
+    ~StreamWriter();  // releases the buffer; what it holds is written by writer_close alone
 };
 
 // Starts writing at position `position`, where the stream stands. `most_room` is the largest room that
-// will ever be asked for. kOk or kOutOfMemory. writer_close releases the buffer.
+// will ever be asked for. kOk or kOutOfMemory.
 ErrorCode writer_open(StreamWriter& out, StreamHandle stream, u32 position = 0, u32 most_room = 0);
 
-// Writes what is gathered and releases the buffer: kOk, or kShortWrite if any write or seek failed. May be
-// called for a writer that writer_open could not open.
+// Writes what is gathered and releases the buffer: kOk, or kShortWrite if any write or seek failed.
 ErrorCode writer_close(StreamWriter& out);
 
 // Writes what is gathered. False where anything has failed.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "frame/stream_window.h"
 #include "platform/files.h"
 
 namespace orv
@@ -30,6 +31,9 @@ i32 memory_seek(i32 offset, i32 origin)
         const i64 from = origin == kFromStart  ? 0
                          : origin == kFromHere ? i64{memory_stream_pos}
                                                : static_cast<i64>(memory_filled);
+        if (from + offset < 0) {
+            return -1;
+        }
         memory_stream_pos = clamp_position(from + offset);
     } else if (origin == kFromStart) {
         memory_stream_pos = static_cast<u32>(offset);
@@ -90,7 +94,10 @@ void memory_stream_open_sized(void* block, u32 size, MemoryAccess access)
 
 i32 stream_seek(StreamHandle stream, i32 offset, i32 origin)
 {
-    return stream == MEMORY_STREAM ? memory_seek(offset, origin) : platform::_llseek(stream, offset, origin);
+    if (stream == MEMORY_STREAM) {
+        return memory_seek(offset, origin);
+    }
+    return window_covers(stream) ? window_seek(offset, origin) : platform::_llseek(stream, offset, origin);
 }
 
 u32 stream_size(StreamHandle stream)
@@ -106,7 +113,8 @@ u32 stream_read(StreamHandle stream, void* buffer, u16 count)
     if (stream == MEMORY_STREAM) {
         return memory_read(buffer, count);
     }
-    return static_cast<u32>(std::max(platform::_lread(stream, buffer, count), 0));
+    return window_covers(stream) ? window_read(buffer, count)
+                                 : static_cast<u32>(std::max(platform::_lread(stream, buffer, count), 0));
 }
 
 u32 stream_write(StreamHandle stream, const void* buffer, u16 count)
@@ -128,7 +136,8 @@ usize stream_read_all(StreamHandle stream, void* buffer, usize count)
     if (stream == MEMORY_STREAM) {
         return memory_read(buffer, wanted);
     }
-    return static_cast<u32>(std::max(platform::_lread(stream, buffer, wanted), 0));
+    return window_covers(stream) ? window_read(buffer, wanted)
+                                 : static_cast<u32>(std::max(platform::_lread(stream, buffer, wanted), 0));
 }
 
 bool stream_read_exact(StreamHandle stream, void* buffer, u16 count)
@@ -148,6 +157,48 @@ bool stream_write_all(StreamHandle stream, const void* buffer, u32 count)
         count -= piece;
     }
     return true;
+}
+
+std::span<const u8> stream_borrow(StreamHandle stream, u32 least)
+{
+    if (stream != MEMORY_STREAM) {
+        return window_borrow(stream, least);
+    }
+    if (memory_stream_base == nullptr) {
+        return {};
+    }
+    const u8* const here = memory_stream_base + memory_stream_pos;
+    if (memory_limit == kUnbounded) {
+        return {here, least};
+    }
+    return {here, memory_filled > memory_stream_pos ? memory_filled - memory_stream_pos : 0};
+}
+
+bool stream_is_unbounded(StreamHandle stream)
+{
+    return stream == MEMORY_STREAM && memory_stream_base != nullptr && memory_limit == kUnbounded;
+}
+
+void stream_skip(StreamHandle stream, u32 count)
+{
+    if (stream == MEMORY_STREAM) {
+        memory_stream_pos += count;
+    } else {
+        window_skip(count);
+    }
+}
+
+MemoryStreamKeeper::MemoryStreamKeeper()
+    : base_(memory_stream_base), pos_(memory_stream_pos), limit_(memory_limit), filled_(memory_filled)
+{
+}
+
+MemoryStreamKeeper::~MemoryStreamKeeper()
+{
+    memory_stream_base = base_;
+    memory_stream_pos = pos_;
+    memory_limit = limit_;
+    memory_filled = filled_;
 }
 
 void swap_words(u16* words, i16 count)

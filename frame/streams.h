@@ -46,6 +46,51 @@ usize stream_read_all(StreamHandle stream, void* buffer, usize count);
 bool stream_read_exact(StreamHandle stream, void* buffer, u16 count);
 bool stream_write_all(StreamHandle stream, const void* buffer, u32 count);
 
+// Bytes of the stream from its position on, in place: all of a block of known size, what the window holds
+// of a file, and of memory of unknown size exactly `least`. Fewer than `least` only at the end of the data;
+// `least` is at most kBorrowMost. The position stays; the bytes stay until the stream is read or borrowed
+// from again.
+std::span<const u8> stream_borrow(StreamHandle stream, u32 least);
+inline constexpr u32 kBorrowMost = 0xFFFF;
+
+// True where stream_borrow gives exactly what it is asked for: on memory of unknown size.
+bool stream_is_unbounded(StreamHandle stream);
+
+// Moves the position on behind bytes that were borrowed.
+void stream_skip(StreamHandle stream, u32 count);
+
+// While one lives, reads of the stream go through a window that the stream layer keeps: seeking inside it
+// is arithmetic and small reads cost no system call. At the end the descriptor stands at the stream's
+// position. Of several at a time the first alone works: the others read straight.
+class StreamWindow
+{
+public:
+    explicit StreamWindow(StreamHandle stream);
+    ~StreamWindow();
+    StreamWindow(const StreamWindow&) = delete;
+    StreamWindow& operator=(const StreamWindow&) = delete;
+
+private:
+    enum class Kind : u8 { None, Working, Suspending };
+    Kind kind_;
+};
+
+// The memory stream as it stands, put back at the end: for what looks at a block between other uses.
+class MemoryStreamKeeper
+{
+public:
+    MemoryStreamKeeper();
+    ~MemoryStreamKeeper();
+    MemoryStreamKeeper(const MemoryStreamKeeper&) = delete;
+    MemoryStreamKeeper& operator=(const MemoryStreamKeeper&) = delete;
+
+private:
+    u8* base_;
+    u32 pos_;
+    u64 limit_;
+    u64 filled_;
+};
+
 // Swaps the two bytes of each of `count` words in place.
 void swap_words(u16* words, i16 count);
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "frame/api_call.h"
 #include "frame/errors.h"
 #include "platform/files.h"
 
@@ -30,6 +31,7 @@ using namespace orv;
 
 int16_t IMGLOW_get_bitmap_name(char* name, char* date)
 {
+    const ApiCall call;
     platform::lstrcpyA(name, name_buffer);
     platform::lstrcpyA(date, date_buffer);
     return kOk;
@@ -37,6 +39,7 @@ int16_t IMGLOW_get_bitmap_name(char* name, char* date)
 
 int16_t IMGLOW_set_bitmap_name(const char* name, const char* date)
 {
+    const ApiCall call;
     text_store(name_buffer, name, static_cast<usize>(platform::lstrlenA(name)));
     text_store(date_buffer, date, static_cast<usize>(platform::lstrlenA(date)));
     return kOk;

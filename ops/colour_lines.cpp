@@ -1,7 +1,7 @@
 #include "ops/colour_lines.h"
 
 #include "frame/simd.h"
-#include "ops/palettes.h"
+#include "pixels/palettes.h"
 
 namespace orv
 {

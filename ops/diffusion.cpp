@@ -5,7 +5,7 @@
 #include "ops/colour_lines.h"
 #include "ops/gray_rows.h"
 #include "ops/operation.h"
-#include "ops/palettes.h"
+#include "pixels/palettes.h"
 
 namespace orv
 {

@@ -4,7 +4,7 @@
 
 #include "ops/gray_rows.h"
 #include "ops/operation.h"
-#include "ops/palettes.h"
+#include "pixels/palettes.h"
 
 #if defined(__SSE2__)
 #include <emmintrin.h>

@@ -2,8 +2,8 @@
 
 #include <array>
 
-#include "ops/palettes.h"
-#include "ops/pixels24.h"
+#include "pixels/palettes.h"
+#include "pixels/pixels24.h"
 
 #if defined(__SSE2__)
 #include <emmintrin.h>

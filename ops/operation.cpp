@@ -1,9 +1,10 @@
 #include "ops/operation.h"
 
+#include "frame/api_call.h"
 #include "frame/blocks.h"
 #include "frame/progress.h"
 #include "frame/rows.h"
-#include "ops/palettes.h"
+#include "pixels/palettes.h"
 #include "platform/memory.h"
 
 namespace orv
@@ -12,17 +13,6 @@ namespace
 {
 
 constexpr usize kWorkAlignment = 64;
-
-u8 depth_bit(i32 bits)
-{
-    switch (bits) {
-    case 1: return kDepth1;
-    case 4: return kDepth4;
-    case 8: return kDepth8;
-    case 24: return kDepth24;
-    default: return 0;
-    }
-}
 
 void describe_source(Operation& op, ImageHeader* header)
 {
@@ -167,7 +157,7 @@ void replace_block(Operation& op)
 // Nothing fails once the new block is taken.
 ErrorCode run_locked(Operation& op, const OperationPlan& plan, u8*& work)
 {
-    if ((plan.depths & depth_bit(op.bits)) == 0) {
+    if ((plan.depths & depth_set(op.bits)) == 0) {
         return kNotSupported;
     }
     const ErrorCode measured = measure_result(op, plan);
@@ -204,6 +194,11 @@ ErrorCode run_locked(Operation& op, const OperationPlan& plan, u8*& work)
 
 i16 operation_run(i32 handle, const OperationPlan& plan, const void* argument)
 {
+    const ApiCall call;
+    const Job job(handle);
+    if (job.is_refused()) {
+        return kNotSupported;
+    }
     ImageRecord* const record = handle_record(handle);
     if (record == nullptr) {
         return kBadHandle;

@@ -26,8 +26,8 @@
 
 #include <array>
 
-#include "frame/format_table.h"
 #include "frame/handles.h"
+#include "frame/rows.h"
 #include "frame/types.h"
 
 namespace orv

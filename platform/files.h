@@ -1,4 +1,5 @@
-// Files and strings under the host's published names. A file is a descriptor number; -1 is none.
+// Files and strings under the host's published names. A file is a descriptor number, never 32767;
+// -1 is none.
 #pragma once
 
 #include <cstdint>
@@ -12,6 +13,7 @@ enum OpenMode : int { OF_READ = 0, OF_READWRITE = 2 };
 int _lopen(const char* name, int mode);
 // Create or truncate a file, readable and writable: a descriptor or -1.
 int _lcreat(const char* name, int attributes);
+// 0, or -1 where what was written did not all arrive.
 int _lclose(int file);
 // Move up to `count` bytes: the number moved, short only at the end of data or on a failure behind
 // some bytes, or -1.

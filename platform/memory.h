@@ -1,5 +1,5 @@
 // Memory blocks under the host's published names. A block is a small positive number; 0 is none. Every
-// block is handed out zeroed, whatever the flags.
+// block is handed out zeroed, whatever the flags, but for GMEM_UNCLEARED.
 #pragma once
 
 #include <cstddef>
@@ -14,6 +14,8 @@ using BlockHandle = std::int32_t;
 inline constexpr std::uint32_t GMEM_MOVEABLE = 0x2;
 inline constexpr std::uint32_t GMEM_SCRATCH = 0x102;       // movable, discardable
 inline constexpr std::uint32_t GMEM_SCRATCH_ZERO = 0x142;  // the same, zeroed
+// Ours: the block need not be zeroed, since whoever takes it fills it before anyone else sees it.
+inline constexpr std::uint32_t GMEM_UNCLEARED = 0x80000000;
 
 // A block of `bytes` bytes, or 0.
 BlockHandle GlobalAlloc(std::uint32_t flags, std::size_t bytes);

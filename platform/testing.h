@@ -14,6 +14,8 @@ std::uint64_t allocation_count();
 void fail_allocation(int n);
 // The n-th write from now moves one byte less than asked; 0 switches it off.
 void shorten_write(int n);
+// The n-th close from now closes and tells of a failure; 0 switches it off.
+void fail_close(int n);
 // Writes asked for since the process started.
 std::uint64_t write_count();
 // Bytes in live blocks now, and the most there were since the last reset.

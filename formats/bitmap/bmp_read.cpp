@@ -34,15 +34,16 @@ enum Compression : u16 { kPlain = 0, kRle8 = 1, kRle4 = 2 };
 struct BmpFile {
     u32 base;          // the picture's position in the stream
     u32 pixel_offset;  // from base
+    u32 header_bytes;  // as stated
     u16 compression;
     bool core_header;
 };
 
 // --- Parsing and checks ---
 
-i16 bmp_row_bytes(i16 width, i16 bits)
+u32 bmp_row_bytes(i32 width, i32 bits)
 {
-    return delivered_row_bytes(width, bits);
+    return static_cast<u32>(row_stride_wide(width, bits));
 }
 
 u16 bmp_palette_bytes(const BITMAPINFOHEADER& header)
@@ -63,7 +64,7 @@ void convert_core_header(BITMAPINFOHEADER& header)
 }
 
 // Reads file and information header. What did not come counts as zero and so has no size.
-BmpFile read_headers(StreamHandle stream, u32 offset_or_page, BITMAPINFOHEADER& header)
+BmpFile header_parse(u32 offset_or_page, StreamHandle stream, BITMAPINFOHEADER& header)
 {
     BmpFile file = {};
     file.base = seek_to_picture(offset_or_page, stream);
@@ -71,6 +72,7 @@ BmpFile read_headers(StreamHandle stream, u32 offset_or_page, BITMAPINFOHEADER& 
     stream_read(stream, file_header, kFileHeaderBytes);
     file.pixel_offset = load_le32(file_header + kPixelOffsetField);
     stream_read(stream, &header, kBitmapHeaderBytes);
+    file.header_bytes = header.biSize;
     file.core_header = header.biSize != kBitmapHeaderBytes;
     if (file.core_header) {
         convert_core_header(header);
@@ -81,9 +83,21 @@ BmpFile read_headers(StreamHandle stream, u32 offset_or_page, BITMAPINFOHEADER& 
     return file;
 }
 
-ErrorCode check_headers(const BmpFile& file, BITMAPINFOHEADER& header)
+// Sizes of information headers that later versions of the format published. They are read as core headers,
+// which mostly makes an impossible picture of them.
+constexpr u32 kLaterHeaders[] = {16, 52, 56, 64, 108, 124};
+
+ErrorCode header_refine(const BmpFile& file, BITMAPINFOHEADER& header)
 {
+    if (header.biHeight < 0) {
+        return kNotSupported;  // rows from the top down
+    }
     const ErrorCode checked = header_check(header);
+    if (checked != kOk && file.core_header) {
+        const bool later = std::find(std::begin(kLaterHeaders), std::end(kLaterHeaders), file.header_bytes) !=
+                           std::end(kLaterHeaders);
+        return later ? kNotSupported : kBadData;
+    }
     if (checked != kOk) {
         return checked;
     }
@@ -92,15 +106,14 @@ ErrorCode check_headers(const BmpFile& file, BITMAPINFOHEADER& header)
         return kBadData;
     }
     if (file.core_header) {
-        const i16 row_bytes =
-            bmp_row_bytes(static_cast<i16>(header.biWidth), static_cast<i16>(header.biBitCount));
-        header.biSizeImage = static_cast<u32>(row_bytes * header.biHeight);
+        header.biSizeImage =
+            bmp_row_bytes(header.biWidth, header.biBitCount) * static_cast<u32>(header.biHeight);
     }
     return kOk;
 }
 
 // Reads the palette; entries that the file does not give stay black.
-void read_palette(StreamHandle stream, const BmpFile& file, ImageHeader& header)
+void palette_read(StreamHandle stream, const BmpFile& file, ImageHeader& header)
 {
     const u32 header_end = file.core_header ? kPaletteBehindCore : kPaletteBehindInfo;
     const u16 bytes = bmp_palette_bytes(header.info);
@@ -121,104 +134,99 @@ void read_palette(StreamHandle stream, const BmpFile& file, ImageHeader& header)
 
 // --- Rows ---
 
-// The file's rows are the image's, in the same order: they go straight to their place.
-void read_rows_in_place(StreamHandle stream, std::span<u8> rows, i16 stride)
+// Reads a row where it belongs; what the file lacks of it is zero.
+void read_plain_row(StreamHandle stream, PictureSink& sink, i32 row)
 {
-    const usize came = stream_read_all(stream, rows.data(), rows.size());
-    const usize cut_row = came % static_cast<usize>(stride);
-    std::memset(rows.data() + (came - cut_row), 0, cut_row);
+    u8* const place = row_lend(sink, row);
+    const usize came = stream_read_all(stream, place, sink.stride);
+    if (came < sink.stride) {
+        std::memset(place + came, 0, sink.stride - came);
+        picture_note(sink, kNoteDataEnded);
+    }
+    row_done(sink, row, came < sink.row_bytes ? RowState::Repaired : RowState::Whole);
 }
 
-i16 read_plain_rows(StreamHandle stream, BmpRows& out)
+// The file's rows are the image's, in the same order: they are read at once where they lie there.
+i16 read_plain_rows(StreamHandle stream, PictureSink& sink)
 {
-    const std::span<u8> rows = frame_image_rows(out.row_callback);
-    if (!rows.empty()) {
-        read_rows_in_place(stream, rows, out.stride);
-        return kReaderDone;
-    }
-    const u32 stride = static_cast<u32>(out.stride);
-    const u32 rows_per_chunk = std::max<u32>(kChunkBytes / stride, 1);
-    u8* const chunk = scratch_alloc(std::max<u32>(kChunkBytes, stride));
-    if (chunk == nullptr) {
-        return kOutOfMemory;
-    }
-    while (out.row >= 0) {
-        const u32 wanted = rows_per_chunk * stride;
-        const u32 came = stream_read(stream, chunk, static_cast<u16>(wanted));
-        for (u32 at = 0; at + stride <= came; at += stride) {
-            bmp_deliver(out, chunk + at);
+    i32 row = sink.height - 1;
+    u8* const rows = rows_lend_upward(sink, row, sink.height);
+    if (rows != nullptr) {
+        const usize came = stream_read_all(stream, rows, usize{sink.stride} * static_cast<u32>(sink.height));
+        const i32 whole = static_cast<i32>(came / sink.stride);
+        rows_done_upward(sink, row, whole);
+        row -= whole;
+        if (row < 0) {
+            return kReaderDone;
         }
-        if (came < wanted) {
-            break;
-        }
+        const usize rest = came % sink.stride;
+        std::memset(rows + came, 0, sink.stride - rest);
+        picture_note(sink, kNoteDataEnded);
+        row_done(sink, row--, rest < sink.row_bytes ? RowState::Repaired : RowState::Whole);
     }
-    scratch_free(chunk);
+    for (; row >= 0; --row) {
+        read_plain_row(stream, sink, row);
+    }
     return kReaderDone;
 }
 
-i16 read_run_length_rows(StreamHandle stream, u16 compression, u32 width, BmpRows& out)
+i16 read_run_length_rows(StreamHandle stream, u16 compression, PictureSink& sink)
 {
-    u8* const chunk = scratch_alloc(kChunkBytes);
-    u8* const pixels = scratch_alloc(static_cast<u32>(out.stride));
-    if (chunk == nullptr || pixels == nullptr) {
+    BmpRows out = {.sink = &sink, .pixels = scratch_alloc(sink.stride), .row = sink.height - 1};
+    if (out.pixels == nullptr) {
         return kOutOfMemory;
     }
-    ChunkReader in = chunk_open(stream, chunk, kChunkBytes);
+    ChunkReader in = chunk_open(stream);
     if (compression == kRle8) {
-        bmp_decode_rle8(in, pixels, width, out);
+        bmp_decode_rle8(in, out);
     } else {
-        bmp_decode_rle4(in, pixels, width, out);
+        bmp_decode_rle4(in, out);
     }
-    scratch_free(pixels);
-    scratch_free(chunk);
+    if (in.ended) {
+        picture_note(sink, kNoteDataEnded);
+    }
     return kReaderDone;
 }
 
-i16 read_rows(StreamHandle stream, const BmpFile& file, u32 width, BmpRows& out)
+i16 read_rows(StreamHandle stream, const BmpFile& file, PictureSink& sink)
 {
+    const bool coded = file.compression == kRle8 || file.compression == kRle4;
+    if (coded) {
+        extra_info.format = ORV_FORMAT_BMP_RLE;
+    }
     // Nothing is delivered of pixels that lie beyond every file, or of an unknown compression.
     if (!stream_seek_to(stream, u64{file.base} + file.pixel_offset)) {
+        picture_note(sink, "the pixels lie beyond the file");
         return kReaderDone;
     }
-    switch (file.compression) {
-    case kPlain: extra_info.format = ORV_FORMAT_BMP; return read_plain_rows(stream, out);
-    case kRle8:
-    case kRle4:
-        extra_info.format = ORV_FORMAT_BMP_RLE;
-        return read_run_length_rows(stream, file.compression, width, out);
-    default: return kReaderDone;
+    if (coded) {
+        return read_run_length_rows(stream, file.compression, sink);
     }
+    if (file.compression == kPlain) {
+        return read_plain_rows(stream, sink);
+    }
+    picture_note(sink, "the compression is not read");
+    return kReaderDone;
 }
 
 }  // namespace
 
 // --- The entry point ---
 
-i16 bmp_read_image(u32 offset_or_page, RowCallback row_callback, void* user_data,
-                   HeaderCallback header_callback, StreamHandle stream)
+i16 bmp_read_image(u32 offset_or_page, PictureSink& sink, StreamHandle stream)
 {
     auto* const header = reinterpret_cast<ImageHeader*>(scratch_alloc(kImageHeaderBytes));
     if (header == nullptr) {
         return kOutOfMemory;
     }
-    const BmpFile file = read_headers(stream, offset_or_page, header->info);
-    const ErrorCode checked = check_headers(file, header->info);
+    const BmpFile file = header_parse(offset_or_page, stream, header->info);
+    const ErrorCode checked = header_refine(file, header->info);
     if (checked != kOk) {
         return checked;
     }
-    read_palette(stream, file, *header);
-    const i16 wanted = header_callback(header, user_data);
-    if (wanted < 0) {
-        return wanted;
-    }
-    const i16 width = static_cast<i16>(header->info.biWidth);
-    BmpRows out = {.row_callback = row_callback,
-                   .user_data = user_data,
-                   .row = header->info.biHeight - 1,
-                   .stride = bmp_row_bytes(width, static_cast<i16>(header->info.biBitCount))};
-    const i16 result = read_rows(stream, file, static_cast<u32>(width), out);
-    scratch_free(header);
-    return result;
+    palette_read(stream, file, *header);
+    const i16 wanted = picture_begin(sink, *header);
+    return wanted < 0 ? wanted : read_rows(stream, file, sink);
 }
 
 }  // namespace orv

@@ -35,7 +35,7 @@ u32 pixels_inside(const RunRow& row, u32 count)
 bool rle8_escape(ChunkReader& in, RunRow& row, BmpRows& out, u32 e)
 {
     if (e == kEndOfLine) {
-        bmp_deliver(out, row.pixels);
+        bmp_deliver(out);
         row.col = 0;
         return true;
     }
@@ -48,7 +48,7 @@ bool rle8_escape(ChunkReader& in, RunRow& row, BmpRows& out, u32 e)
         }
         row.col += in.buffer[in.pos];
         for (u32 dy = in.buffer[in.pos + 1]; dy > 0 && out.row >= 0; --dy) {
-            bmp_deliver(out, row.pixels);
+            bmp_deliver(out);
         }
         in.pos += 2;
         return true;
@@ -202,7 +202,7 @@ Rle4Step rle4_escape(ChunkReader& in, Rle4State& state, RunRow& row, BmpRows& ou
         return Rle4Step::Done;
     }
     if (e == kEndOfLine) {
-        bmp_deliver(out, row.pixels);
+        bmp_deliver(out);
         row.col = 0;
         return Rle4Step::Done;
     }
@@ -212,7 +212,7 @@ Rle4Step rle4_escape(ChunkReader& in, Rle4State& state, RunRow& row, BmpRows& ou
     const u8* const delta = rle4_take(in, state, 2);
     row.col += delta[0];
     if (delta[1] != 0) {
-        bmp_deliver(out, row.pixels);
+        bmp_deliver(out);
         out.row -= delta[1] - 1;  // one delivery, however far the delta goes
     }
     return Rle4Step::Done;
@@ -224,7 +224,7 @@ void rle4_finish_line(ChunkReader& in, Rle4State& state, RunRow& row, BmpRows& o
     if (row.col < row.width) {
         return;
     }
-    bmp_deliver(out, row.pixels);
+    bmp_deliver(out);
     row.col = 0;
     if (chunk_ensure(in, 2) && in.buffer[in.pos] == 0 && in.buffer[in.pos + 1] == 0) {
         rle4_take(in, state, 2);
@@ -233,9 +233,9 @@ void rle4_finish_line(ChunkReader& in, Rle4State& state, RunRow& row, BmpRows& o
 
 }  // namespace
 
-void bmp_decode_rle8(ChunkReader& in, u8* pixels, u32 width, BmpRows& out)
+void bmp_decode_rle8(ChunkReader& in, BmpRows& out)
 {
-    RunRow row = {.pixels = pixels, .width = width, .col = 0};
+    RunRow row = {.pixels = out.pixels, .width = static_cast<u32>(out.sink->width), .col = 0};
     while (out.row >= 0) {
         rle8_plain_codes(in, row);
         if (!chunk_ensure(in, 2)) {
@@ -253,12 +253,12 @@ void bmp_decode_rle8(ChunkReader& in, u8* pixels, u32 width, BmpRows& out)
     }
 }
 
-void bmp_decode_rle4(ChunkReader& in, u8* pixels, u32 width, BmpRows& out)
+void bmp_decode_rle4(ChunkReader& in, BmpRows& out)
 {
-    RunRow row = {.pixels = pixels, .width = width, .col = 0};
+    RunRow row = {.pixels = out.pixels, .width = static_cast<u32>(out.sink->width), .col = 0};
     Rle4State state = {.chunk_pos = 0, .after_absolute = false};
     while (out.row >= 0) {
-        if (state.chunk_pos >= kChunkBytes - out.stride) {
+        if (state.chunk_pos >= kChunkBytes - static_cast<i32>(out.sink->stride)) {
             state.chunk_pos = 0;
         }
         if (!chunk_ensure(in, 2)) {

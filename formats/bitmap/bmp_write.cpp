@@ -5,12 +5,9 @@
 // first. Codes, two bytes each: count and value (a run of up to 255 pixels); 0, 0 (end of line); 0, 1
 // (end of bitmap); 0, count of 3 and up, then that many pixels, padded to an even count of bytes.
 #include "formats/format_readers.h"
-#include "frame/blocks.h"
-#include "frame/bytes.h"
-#include "frame/progress.h"
 #include "frame/save.h"
 #include "frame/scratch.h"
-#include "frame/streams.h"
+#include "frame/stream_writer.h"
 
 namespace orv
 {
@@ -38,41 +35,38 @@ constexpr RunCoding kRuns4 = {.most = 127, .absolute_least = 2, .pixels_a_byte =
 
 // --- Headers ---
 
-bool write_file_header(StreamHandle stream, u32 head_bytes, u32 image_bytes)
+void put_file_header(StreamWriter& out, u32 head_bytes, u32 image_bytes)
 {
-    u8 bytes[kFileHeaderBytes] = {'B', 'M'};
-    store_le32(bytes + 2, head_bytes + image_bytes);
-    store_le32(bytes + 10, head_bytes);
-    return stream_write_all(stream, bytes, sizeof bytes);
+    put_u8(out, 'B');
+    put_u8(out, 'M');
+    put_le32(out, head_bytes + image_bytes);
+    put_le32(out, 0);
+    put_le32(out, head_bytes);
 }
 
-bool write_info_header(StreamHandle stream, const BITMAPINFOHEADER& header, u32 image_bytes,
-                       Compression compression)
+void put_info_header(StreamWriter& out, const BITMAPINFOHEADER& header, u32 image_bytes,
+                     Compression compression)
 {
     BITMAPINFOHEADER copy = header;
-    copy.biWidth = static_cast<i16>(header.biWidth);
-    copy.biHeight = static_cast<i16>(header.biHeight);
     copy.biSizeImage = image_bytes;
     if (compression != kPlain) {
         copy.biCompression = compression;
     }
-    return stream_write_all(stream, &copy, kBitmapHeaderBytes);
+    put_bytes(out, &copy, kBitmapHeaderBytes);
 }
 
 // Writes all that stands ahead of the rows. The progress step between file and information header is
 // the plain form's alone.
-bool write_head(StreamHandle stream, ImageHeader* header, i16 stride, Compression compression)
+void put_head(StreamWriter& out, const ImageHeader& header, u32 stride, Compression compression)
 {
-    const u32 palette = static_cast<u32>(palette_bytes(header->info));
-    const u32 image_bytes = static_cast<u32>(stride * header->info.biHeight);
-    if (!write_file_header(stream, kFileHeaderBytes + kBitmapHeaderBytes + palette, image_bytes)) {
-        return false;
-    }
+    const u32 palette = static_cast<u32>(palette_bytes(header.info));
+    const u32 image_bytes = stride * static_cast<u32>(header.info.biHeight);
+    put_file_header(out, kFileHeaderBytes + kBitmapHeaderBytes + palette, image_bytes);
     if (compression == kPlain) {
         progress_bump();
     }
-    return write_info_header(stream, header->info, image_bytes, compression) &&
-           stream_write_all(stream, header->palette, palette);
+    put_info_header(out, header.info, image_bytes, compression);
+    put_bytes(out, header.palette, palette);
 }
 
 // --- Rows ---
@@ -114,94 +108,96 @@ u32 encode_runs(const u8* row, u32 n, const RunCoding& coding, u8* out)
     return o;
 }
 
-i16 encode_row(StreamHandle stream, const u8* row, u32 n, const RunCoding& coding)
+constexpr u32 longest_code(u32 row_bytes)
 {
-    u8* const coded = block_alloc(usize{4} * n + 4);
-    if (coded == nullptr) {
+    return 4 * row_bytes + 4;
+}
+
+// Codes a row and its end-of-line code: the bytes made. No run may grow into what stands behind the pixels.
+u32 encode_row(u8* row, u32 used, const RunCoding& coding, u8* out)
+{
+    row[used] = static_cast<u8>(~row[used - 1]);
+    return encode_runs(row, used, coding, out);
+}
+
+u32 rle8_encode_row(u8* row, i32 width, u8* out)
+{
+    return encode_row(row, static_cast<u32>(width), kRuns8, out);
+}
+
+// Runs are found among whole bytes, so that the last code of an odd width covers one pixel more.
+u32 rle4_encode_row(u8* row, i32 width, u8* out)
+{
+    return encode_row(row, (static_cast<u32>(width) + 1) / 2, kRuns4, out);
+}
+
+// Rows are coded in a copy with room behind it.
+ErrorCode put_coded_rows(StreamWriter& out, PictureSource& source, Compression compression)
+{
+    u8* const copy = scratch_alloc(source.stride + kSpareBytes);
+    if (copy == nullptr) {
         return kOutOfMemory;
     }
-    const bool written = stream_write_all(stream, coded, encode_runs(row, n, coding, coded));
-    block_free(coded);
-    return written ? kOk : kShortWrite;
+    return write_rows(source, out, RowOrder::BottomFirst, [&](const u8* row) {
+        std::memcpy(copy, row, source.stride);
+        u8* const code = writer_room(out, longest_code(source.row_bytes));
+        writer_advance(out, compression == kRle8 ? rle8_encode_row(copy, source.width, code)
+                                                 : rle4_encode_row(copy, source.width, code));
+    });
 }
 
-i16 write_row(StreamHandle stream, u8* row, i16 width, i16 stride, Compression compression)
+ErrorCode put_rows(StreamWriter& out, PictureSource& source, Compression compression)
 {
-    if (compression == kPlain) {
-        return stream_write_all(stream, row, static_cast<u32>(stride)) ? kOk : kShortWrite;
+    if (compression != kPlain) {
+        return put_coded_rows(out, source, compression);
     }
-    // No run may grow into what stands behind the pixels.
-    const u32 used = compression == kRle8 ? static_cast<u32>(width) : (static_cast<u32>(width) + 1) / 2;
-    row[used] = static_cast<u8>(~row[used - 1]);
-    const i16 result = compression == kRle8 ? rle8_encode_row(stream, row, width)
-                                            : rle4_encode_row(stream, row, static_cast<u16>(width));
-    return result < 0 ? kShortWrite : kOk;
+    return write_rows(source, out, RowOrder::BottomFirst,
+                      [&](const u8* row) { put_bytes(out, row, source.stride); });
 }
 
-i16 write_picture(StreamHandle stream, ImageHeader* header, RowSource row_source, void* user_data,
+i16 write_picture(StreamHandle stream, const ImageHeader& header, PictureSource& source,
                   Compression compression)
 {
-    const i16 width = static_cast<i16>(header->info.biWidth);
-    const i16 stride = RowStride(width, static_cast<i16>(header->info.biBitCount));
-    if (!write_head(stream, header, stride, compression)) {
-        return kShortWrite;
+    StreamWriter out;
+    if (writer_open(out, stream, 0, compression == kPlain ? 0 : longest_code(source.row_bytes)) != kOk) {
+        return kOutOfMemory;
     }
+    put_head(out, header, source.stride, compression);
     if (compression != kPlain) {
         progress_bump();
     }
-    u8* const row = scratch_alloc(static_cast<u32>(stride) + kSpareBytes);
-    if (row == nullptr) {
-        return kOutOfMemory;
-    }
     progress_bump();
-    ProgressRows progress = progress_rows(header->info.biHeight);
-    for (i32 r = 0; r < header->info.biHeight; ++r) {
-        row_source(user_data, row, static_cast<i16>(r), stride);
-        if (write_row(stream, row, width, stride, compression) != kOk) {
-            return kShortWrite;
-        }
-        progress_tick(progress, r);
+    const ErrorCode rows = put_rows(out, source, compression);
+    if (rows != kOk) {
+        return rows;
     }
-    progress_rows_done();
     if (compression != kPlain) {
-        stream_write_all(stream, kEndOfBitmapCode, sizeof kEndOfBitmapCode);
+        put_bytes(out, kEndOfBitmapCode, sizeof kEndOfBitmapCode);
     }
-    scratch_free(row);
-    progress_finish();
-    return kOk;
+    const ErrorCode closed = writer_close(out);
+    if (closed == kOk) {
+        progress_finish();
+    }
+    return closed;
 }
 
 }  // namespace
 
-// Codes a row of 8-bit pixels and its end-of-line code. One byte behind the row is looked at.
-i16 rle8_encode_row(StreamHandle stream, const u8* row, i16 width)
-{
-    return encode_row(stream, row, static_cast<u32>(width), kRuns8);
-}
-
-// The same for 4-bit pixels. Runs are found among whole bytes, so that the last code of an odd width
-// covers one pixel more.
-i16 rle4_encode_row(StreamHandle stream, const u8* row, u16 width)
-{
-    return encode_row(stream, row, (u32{width} + 1) / 2, kRuns4);
-}
-
 // --- The entry points ---
 
-i16 bmp_write_image(StreamHandle stream, ImageHeader* header, RowSource row_source, void* user_data)
+i16 bmp_write_image(StreamHandle stream, ImageHeader& header, PictureSource& source)
 {
     progress_start();
-    return write_picture(stream, header, row_source, user_data, kPlain);
+    return write_picture(stream, header, source, kPlain);
 }
 
-i16 bmp_write_rle(StreamHandle stream, ImageHeader* header, RowSource row_source, void* user_data)
+i16 bmp_write_rle(StreamHandle stream, ImageHeader& header, PictureSource& source)
 {
     progress_start();
-    const u16 bits = header->info.biBitCount;
-    if (bits != 4 && bits != 8) {
+    if (source.bits != 4 && source.bits != 8) {
         return kNotSupported;
     }
-    return write_picture(stream, header, row_source, user_data, bits == 8 ? kRle8 : kRle4);
+    return write_picture(stream, header, source, source.bits == 8 ? kRle8 : kRle4);
 }
 
 }  // namespace orv

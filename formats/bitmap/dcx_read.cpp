@@ -4,6 +4,7 @@
 #include "formats/bitmap/dcx.h"
 #include "formats/bitmap/pcx.h"
 #include "formats/format_readers.h"
+#include "frame/api_call.h"
 #include "frame/bytes.h"
 
 namespace orv
@@ -50,8 +51,7 @@ i32 table_read(StreamHandle stream, i32 wanted, u32& page)
 
 // --- Entry points ---
 
-i16 dcx_read_image(u32 offset_or_page, RowCallback row_callback, void* user_data,
-                   HeaderCallback header_callback, StreamHandle stream)
+i16 dcx_read_image(u32 offset_or_page, PictureSink& sink, StreamHandle stream)
 {
     if (!magic_read(stream)) {
         return kBadData;
@@ -61,13 +61,15 @@ i16 dcx_read_image(u32 offset_or_page, RowCallback row_callback, void* user_data
     if (page < 0 || table_read(stream, page + 1, position) != page + 1) {
         return kUnreadable;
     }
-    return pcx_read_at(position, row_callback, user_data, header_callback, stream);
+    return pcx_read_at(position, sink, stream);
 }
 
 }  // namespace orv
 
 int16_t IMG_dcx_page_count(int32_t stream)
 {
+    const orv::ApiCall call;
+    const orv::StreamWindow window(stream);
     if (!orv::magic_read(stream)) {
         return orv::kBadData;
     }

@@ -177,7 +177,7 @@ ErrorCode page_add(StreamHandle temporary, StreamHandle stream, const Target& ta
 
 // --- Entry point ---
 
-i16 dcx_write_image(StreamHandle stream, ImageHeader* header, RowSource row_source, void* user_data)
+i16 dcx_write_image(StreamHandle stream, ImageHeader& header, PictureSource& source)
 {
     Target target{};
     const ErrorCode found = target_find(stream, target);
@@ -190,7 +190,7 @@ i16 dcx_write_image(StreamHandle stream, ImageHeader* header, RowSource row_sour
     if (temporary < 0) {
         return kNotCreated;
     }
-    i16 result = pcx_write_image(temporary, header, row_source, user_data);
+    i16 result = pcx_write_image(temporary, header, source);
     if (result >= 0) {
         result = page_add(temporary, stream, target);
     }

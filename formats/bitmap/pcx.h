@@ -37,8 +37,7 @@ inline constexpr u32 kPcxColormapEntries = 16;
 inline constexpr i32 kPcxMaxPlanes = 4;
 
 // Reads the PCX file that starts at `base`.
-i16 pcx_read_at(u32 base, RowCallback row_callback, void* user_data, HeaderCallback header_callback,
-                StreamHandle stream);
+i16 pcx_read_at(u32 base, PictureSink& sink, StreamHandle stream);
 
 // Non-zero while a DCX job runs: set by every DCX save, cleared behind the job's last page. The PCX
 // writer then keeps its progress within the page's share of the job.

@@ -8,10 +8,11 @@
 #include "formats/bitmap/pcx_planes.h"
 #include "formats/bitmap/pcx_runs.h"
 #include "formats/format_readers.h"
+#include "formats/line_doubling.h"
 #include "frame/blocks.h"
 #include "frame/bytes.h"
 #include "frame/scratch.h"
-#include "ops/palettes.h"
+#include "pixels/palettes.h"
 
 namespace orv
 {
@@ -144,85 +145,70 @@ void palette_read(StreamHandle stream, ImageHeader& header, const PcxFile& file,
 
 // --- Rows ---
 
-struct RowTarget {
-    RowCallback callback;
-    void* user_data;
-    i32 width;   // pixels
-    u32 stride;  // bytes of a delivered row
-};
-
-struct RowBuffers {
-    u8* chunk;
-    u8* line;    // all planes of a line, or a whole packed row
-    u8* pixels;  // a row made of planes
-};
-
-// The row that a decoded line makes.
-const u8* line_finish(const PcxFile& file, const RowTarget& target, const RowBuffers& buffers)
+void invert(u8* row, u32 count)
 {
-    u8* line = buffers.line;
-    switch (file.layout) {
-    case Layout::BitPlanes:
-        pcx_merge_bits(line, file.bytes_per_line, file.planes, buffers.pixels,
-                       std::min(file.bytes_per_line, target.stride / 4));
-        return buffers.pixels;
-    case Layout::ColourPlanes:
-        pcx_merge_colours(line, file.bytes_per_line, buffers.pixels,
-                          std::min(file.bytes_per_line, static_cast<u32>(target.width)));
-        return buffers.pixels;
-    default: break;
+    for (u32 at = 0; at < count; ++at) {
+        row[at] ^= 0xFF;
     }
-    const u32 used = std::min(file.line_bytes, target.stride);
-    if (pcx_invert != 0) {
-        for (u32 at = 0; at < used; ++at) {
-            line[at] ^= 0xFF;
-        }
-    }
-    // What the line does not reach is zero, also where the decoder worked beyond its end.
-    std::memset(line + used, 0, target.stride - used);
-    return line;
 }
 
-void rows_deliver(const PcxFile& file, const RowTarget& target, const RowBuffers& buffers, StreamHandle stream)
+// Makes the row that a decoded line holds. What the line does not reach is zero.
+void line_finish(const PcxFile& file, const PictureSink& sink, const u8* line, u8* row)
 {
-    ChunkReader in = chunk_open(stream, buffers.chunk, kChunkBytes);
-    const i16 length = static_cast<i16>(target.stride);
+    u32 used = 0;
+    if (file.layout == Layout::BitPlanes) {
+        const u32 bytes = std::min(file.bytes_per_line, sink.stride / 4);
+        pcx_merge_bits(line, file.bytes_per_line, file.planes, row, bytes);
+        used = bytes * 4;
+    } else if (file.layout == Layout::ColourPlanes) {
+        const u32 pixels = std::min(file.bytes_per_line, static_cast<u32>(sink.width));
+        pcx_merge_colours(line, file.bytes_per_line, row, pixels);
+        used = pixels * kColourBytes;
+    } else {
+        used = std::min(file.line_bytes, sink.stride);
+        std::memcpy(row, line, used);
+        if (pcx_invert != 0) {
+            invert(row, used);
+        }
+    }
+    std::memset(row + used, 0, sink.stride - used);
+}
+
+void rows_deliver(const PcxFile& file, PictureSink& sink, u8* line, StreamHandle stream)
+{
+    ChunkReader in = chunk_open(stream);
     i32 row = 0;
     for (i32 n = 0; n < file.lines; ++n) {
-        if (!pcx_decode_line(in, buffers.line, file.line_bytes)) {
+        if (!pcx_decode_line(in, line, file.line_bytes)) {
+            picture_note(sink, kNoteDataEnded);
             return;
         }
-        const u8* pixels = line_finish(file, target, buffers);
-        target.callback(pixels, target.user_data, static_cast<i16>(row++), length);
+        u8* const place = row_lend(sink, row);
+        line_finish(file, sink, line, place);
+        row_done(sink, row++);
         if (line_doubling != 0) {
-            target.callback(pixels, target.user_data, static_cast<i16>(row++), length);
+            row_give(sink, row++, place);
         }
     }
 }
 
-ErrorCode rows_read(const PcxFile& file, const RowTarget& target, StreamHandle stream)
+ErrorCode rows_read(const PcxFile& file, PictureSink& sink, StreamHandle stream)
 {
     // A line of four planes may be longer than a scratch block.
-    u8* line = block_alloc(usize{std::max(file.line_bytes, target.stride)} + kPcxLineSlack);
-    const RowBuffers buffers = {.chunk = scratch_alloc(kChunkBytes + kPcxChunkSlack),
-                                .line = line,
-                                .pixels = scratch_alloc(target.stride)};
-    const bool complete = buffers.chunk != nullptr && buffers.line != nullptr && buffers.pixels != nullptr;
-    if (complete) {
-        rows_deliver(file, target, buffers, stream);
+    u8* line = block_alloc(usize{file.line_bytes} + kPcxLineSlack);
+    if (line == nullptr) {
+        return kOutOfMemory;
     }
-    scratch_free(buffers.pixels);
-    scratch_free(buffers.chunk);
+    rows_deliver(file, sink, line, stream);
     block_free(line);
-    return complete ? kOk : kOutOfMemory;
+    return kOk;
 }
 
 }  // namespace
 
 // --- Entry points ---
 
-i16 pcx_read_at(u32 base, RowCallback row_callback, void* user_data, HeaderCallback header_callback,
-                StreamHandle stream)
+i16 pcx_read_at(u32 base, PictureSink& sink, StreamHandle stream)
 {
     pcx_invert = 0;
     std::array<u8, kPcxHeaderBytes> head{};
@@ -240,29 +226,24 @@ i16 pcx_read_at(u32 base, RowCallback row_callback, void* user_data, HeaderCallb
         return parsed;
     }
     palette_read(stream, header, file, head.data());
-    const i16 accepted = header_callback(&header, user_data);
+    const i16 accepted = picture_begin(sink, header, DepthRule::Streamed);
     if (accepted < 0) {
-        scratch_free(block);
         return accepted;
     }
-    ErrorCode result = kOk;
-    if (file.layout != Layout::Unread && stream_seek_to(stream, base + kPcxHeaderBytes)) {
-        const RowTarget target = {
-            .callback = row_callback,
-            .user_data = user_data,
-            .width = header.info.biWidth,
-            .stride = static_cast<u32>(row_stride_wide(header.info.biWidth, header.info.biBitCount))};
-        result = rows_read(file, target, stream);
+    if (file.layout == Layout::Unread) {
+        picture_note(sink, "pixels of two bits are not read");
+        return kReaderDone;
     }
-    scratch_free(block);
+    if (!stream_seek_to(stream, base + kPcxHeaderBytes)) {
+        return kReaderDone;
+    }
+    const ErrorCode result = rows_read(file, sink, stream);
     return result == kOk ? i16{kReaderDone} : i16{result};
 }
 
-i16 pcx_read_image(u32 offset_or_page, RowCallback row_callback, void* user_data,
-                   HeaderCallback header_callback, StreamHandle stream)
+i16 pcx_read_image(u32 offset_or_page, PictureSink& sink, StreamHandle stream)
 {
-    return pcx_read_at(seek_to_picture(offset_or_page, stream), row_callback, user_data, header_callback,
-                       stream);
+    return pcx_read_at(seek_to_picture(offset_or_page, stream), sink, stream);
 }
 
 }  // namespace orv

@@ -209,7 +209,7 @@ bool pcx_decode_line(ChunkReader& in, u8* line, u32 length)
 {
     u32 fill = 0;
     while (fill < length) {
-        if (chunk_available(in) >= kBlock) {
+        if (chunk_available(in) >= 2 * kBlock) {
             in.pos += decode_block(in.buffer + in.pos, line, fill, length);
         } else if (!decode_one(in, line, fill, length)) {
             return false;

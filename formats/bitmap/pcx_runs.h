@@ -11,9 +11,8 @@ inline constexpr u8 kPcxRunMark = 0xC0;
 inline constexpr u32 kPcxLongestRun = 63;
 
 // Room that the functions below need, beyond what they fill or use, so that they can work in whole
-// words: behind a line, behind the chunk of a reader, behind the bytes of a plane and behind its code.
+// words: behind a line, behind the bytes of a plane and behind its code.
 inline constexpr u32 kPcxLineSlack = 80;
-inline constexpr u32 kPcxChunkSlack = 32;
 inline constexpr u32 kPcxPlaneSlack = 16;
 inline constexpr u32 kPcxCodeSlack = 32;
 

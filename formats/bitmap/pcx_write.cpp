@@ -7,7 +7,6 @@
 #include "formats/bitmap/pcx_planes.h"
 #include "formats/bitmap/pcx_runs.h"
 #include "formats/format_readers.h"
-#include "frame/blocks.h"
 #include "frame/bytes.h"
 #include "frame/progress.h"
 #include "frame/scratch.h"
@@ -20,8 +19,7 @@ namespace
 // --- Records and constants ---
 
 constexpr u16 kFineDpi = 200;
-constexpr u16 kStandardDpi = 100;
-constexpr u32 kCodeBytes = 32768;  // code is written in pieces of about this size
+constexpr u16 kLowDpi = 100;
 
 // How far the percentage may go: within the page's share of a DCX job, or within a job of one save.
 struct Limits {
@@ -35,14 +33,6 @@ struct Planes {
     u8 count;
     u8 palette_info;
     u32 bytes_per_line;
-};
-
-// Collects the code of planes on its way to the stream.
-struct CodeWriter {
-    StreamHandle stream;
-    u8* code;
-    u32 capacity;
-    u32 fill;
 };
 
 // --- Header ---
@@ -60,6 +50,11 @@ Planes planes_of(const BITMAPINFOHEADER& info)
     }
 }
 
+u32 longest_code(const Planes& planes)
+{
+    return planes.bytes_per_line * 2 + kPcxCodeSlack;
+}
+
 void colours_store(u8* to, const RGBQUAD* palette, u32 entries)
 {
     for (u32 i = 0; i < entries; ++i, to += 3) {
@@ -69,7 +64,7 @@ void colours_store(u8* to, const RGBQUAD* palette, u32 entries)
     }
 }
 
-bool header_write(StreamHandle stream, const ImageHeader& header, const Planes& planes)
+void put_header(StreamWriter& out, const ImageHeader& header, const Planes& planes)
 {
     const u32 last_line = static_cast<u32>(header.info.biHeight) - 1;
     const bool fine = save_fine_resolution != 0;
@@ -81,22 +76,22 @@ bool header_write(StreamHandle stream, const ImageHeader& header, const Planes& 
     store_le16(head.data() + kPcxXmax, static_cast<u32>(header.info.biWidth) - 1);
     store_le16(head.data() + kPcxYmax, fine ? last_line : last_line / 2);
     store_le16(head.data() + kPcxHDpi, kFineDpi);
-    store_le16(head.data() + kPcxVDpi, fine ? kFineDpi : kStandardDpi);
+    store_le16(head.data() + kPcxVDpi, fine ? kFineDpi : kLowDpi);
     if (header.info.biBitCount <= 4) {
         colours_store(head.data() + kPcxColormap, header.palette, 1U << header.info.biBitCount);
     }
     head[kPcxPlanes] = planes.count;
     store_le16(head.data() + kPcxBytesPerLine, planes.bytes_per_line);
     store_le16(head.data() + kPcxPaletteInfo, planes.palette_info);
-    return stream_write_all(stream, head.data(), kPcxHeaderBytes);
+    put_bytes(out, head.data(), kPcxHeaderBytes);
 }
 
-bool palette_write(StreamHandle stream, const ImageHeader& header)
+void put_palette(StreamWriter& out, const ImageHeader& header)
 {
     std::array<u8, 1 + kPcxPaletteBytes> block{};
     block[0] = kPcxPaletteMarker;
     colours_store(block.data() + 1, header.palette, 256);
-    return stream_write_all(stream, block.data(), block.size());
+    put_bytes(out, block.data(), static_cast<u32>(block.size()));
 }
 
 // --- Progress ---
@@ -144,97 +139,83 @@ void progress_end(const Limits& limits)
 
 // --- Rows ---
 
-bool code_flush(CodeWriter& out)
+// The planes of a row, one behind the other; `copy` and `line` have room for them and for the coder's look
+// behind them.
+const u8* row_split(const PictureSource& source, const Planes& planes, const u8* row, u8* copy, u8* line)
 {
-    const bool whole = stream_write_all(out.stream, out.code, out.fill);
-    out.fill = 0;
-    return whole;
+    std::memcpy(copy, row, source.stride);
+    if (source.bits == 4) {
+        pcx_split_bits(copy, static_cast<u32>(source.width), line, planes.bytes_per_line);
+        return line;
+    }
+    if (source.bits == 24) {
+        pcx_split_colours(copy, line, planes.bytes_per_line);
+        return line;
+    }
+    return copy;
 }
 
-bool plane_write(CodeWriter& out, const u8* plane, u32 count)
+void put_row(StreamWriter& out, const Planes& planes, const u8* split)
 {
-    if (out.capacity - out.fill < count * 2 + kPcxCodeSlack && !code_flush(out)) {
-        return false;
-    }
-    out.fill += pcx_code_plane(plane, count, out.code + out.fill);
-    return true;
-}
-
-// `line` has room for the row's planes.
-bool row_write(CodeWriter& out, const BITMAPINFOHEADER& info, const Planes& planes, const u8* row, u8* line)
-{
-    const u8* source = row;
-    if (info.biBitCount == 4) {
-        pcx_split_bits(row, static_cast<u32>(info.biWidth), line, planes.bytes_per_line);
-        source = line;
-    } else if (info.biBitCount == 24) {
-        pcx_split_colours(row, line, planes.bytes_per_line);
-        source = line;
-    }
     for (u32 k = 0; k < planes.count; ++k) {
-        if (!plane_write(out, source + usize{k} * planes.bytes_per_line, planes.bytes_per_line)) {
-            return false;
-        }
+        u8* const code = writer_room(out, longest_code(planes));
+        writer_advance(out,
+                       pcx_code_plane(split + usize{k} * planes.bytes_per_line, planes.bytes_per_line, code));
     }
-    return true;
 }
 
-ErrorCode rows_write(CodeWriter& out, const BITMAPINFOHEADER& info, const Planes& planes, const Limits& limits,
-                     RowSource row_source, void* user_data)
+// The top row first; at low resolution every other one.
+ErrorCode put_rows(StreamWriter& out, PictureSource& source, const Planes& planes, const Limits& limits)
 {
-    const i16 stride = RowStride(static_cast<i16>(info.biWidth), static_cast<i16>(info.biBitCount));
-    u8* row = scratch_alloc(static_cast<u32>(stride) + kPcxPlaneSlack);
-    u8* line = scratch_alloc(static_cast<u32>(stride) + kPcxPlaneSlack);
-    if (row == nullptr || line == nullptr) {
+    u8* copy = scratch_alloc(source.stride + kPcxPlaneSlack);
+    u8* line = scratch_alloc(source.stride + kPcxPlaneSlack);
+    if (copy == nullptr || line == nullptr) {
         return kOutOfMemory;
     }
     percent_bump(limits);
-    ProgressRows progress = progress_rows(info.biHeight);
+    ProgressRows progress = progress_rows(source.height);
     const i32 step = save_fine_resolution != 0 ? 1 : 2;
-    for (i32 r = 0; r < info.biHeight; r += step) {
-        row_source(user_data, row, static_cast<i16>(info.biHeight - r - 1), stride);
-        if (!row_write(out, info, planes, row, line)) {
+    for (i32 r = 0; r < source.height; r += step) {
+        put_row(out, planes, row_split(source, planes, row_take(source, source.height - r - 1), copy, line));
+        if (out.failed) {
             return kShortWrite;
         }
         progress_tick_capped(progress, r, limits.rows);
     }
-    scratch_free(line);
-    scratch_free(row);
-    return code_flush(out) ? kOk : kShortWrite;
+    return kOk;
 }
 
 }  // namespace
 
 // --- Entry point ---
 
-i16 pcx_write_image(StreamHandle stream, ImageHeader* header, RowSource row_source, void* user_data)
+i16 pcx_write_image(StreamHandle stream, ImageHeader& header, PictureSource& source)
 {
-    const Planes planes = planes_of(header->info);
+    const Planes planes = planes_of(header.info);
     if (planes.count == 0) {
         return kNotSupported;
     }
     const Limits limits = limits_start();
     percent_bump(limits);
-    if (!header_write(stream, *header, planes)) {
-        return kShortWrite;
-    }
-    const u32 capacity = std::max(kCodeBytes, planes.bytes_per_line * 2 + kPcxCodeSlack);
-    CodeWriter out = {.stream = stream, .code = block_alloc(capacity), .capacity = capacity, .fill = 0};
-    if (out.code == nullptr) {
+    StreamWriter out;
+    if (writer_open(out, stream, 0, longest_code(planes)) != kOk) {
         return kOutOfMemory;
     }
-    const ErrorCode written = rows_write(out, header->info, planes, limits, row_source, user_data);
-    block_free(out.code);
-    if (written != kOk) {
-        return written;
+    put_header(out, header, planes);
+    const ErrorCode rows = put_rows(out, source, planes, limits);
+    if (rows != kOk) {
+        return rows;
     }
     save_percent = static_cast<i16>(limits.rows);
     progress_fire(save_percent);
-    if (header->info.biBitCount == 8 && !palette_write(stream, *header)) {
-        return kShortWrite;
+    if (source.bits == 8) {
+        put_palette(out, header);
     }
-    progress_end(limits);
-    return kOk;
+    const ErrorCode closed = writer_close(out);
+    if (closed == kOk) {
+        progress_end(limits);
+    }
+    return closed;
 }
 
 }  // namespace orv

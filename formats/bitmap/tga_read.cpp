@@ -10,7 +10,7 @@
 #include "frame/chunk_reader.h"
 #include "frame/load.h"
 #include "frame/scratch.h"
-#include "ops/palettes.h"
+#include "pixels/palettes.h"
 
 namespace orv
 {
@@ -28,7 +28,6 @@ struct TgaFile {
     u32 pixel_bits;   // 8, 15, 16, 24 or 32
     u32 pixel_bytes;  // in the file
     u32 row_bytes;    // in the file
-    u32 stride;       // bytes of a delivered row
     u32 map_entries;  // 0 without a colour map
     u32 map_bytes;    // of one entry
 };
@@ -65,33 +64,31 @@ ErrorCode header_parse(const u8* head, TgaFile& file, BITMAPINFOHEADER& info)
     info.biBitCount = file.pixel_bits == 8 ? 8 : 24;
     // Stated for 24 bits, whatever the depth.
     info.biSizeImage = static_cast<u32>(row_stride_wide(file.width, 24) * file.height);
-    const ErrorCode checked = header_check(info);
-    if (checked == kOk) {
-        file.stride = static_cast<u32>(row_stride_wide(info.biWidth, info.biBitCount));
-    }
-    return checked;
+    return header_check(info);
 }
 
-// Reads on to behind `count` bytes, through a buffer of kChunkBytes.
-void bytes_skip(StreamHandle stream, u8* buffer, u32 count)
+// Reads on to behind `count` bytes: a pipe can't be sought.
+void bytes_skip(StreamHandle stream, u32 count)
 {
+    std::array<u8, 256> passed;
     while (count != 0) {
-        const u32 got = stream_read(stream, buffer, static_cast<u16>(std::min<u32>(count, kChunkBytes)));
-        if (got == 0) {
+        const u32 piece = std::min<u32>(count, passed.size());
+        if (stream_read(stream, passed.data(), static_cast<u16>(piece)) < piece) {
             return;
         }
-        count -= got;
+        count -= piece;
     }
 }
 
 // The map's entries become the palette from its start on; those behind the 256th are passed over, and
 // so is the whole map of a picture that has no palette.
-void map_read(StreamHandle stream, u8* buffer, const TgaFile& file, ImageHeader& header)
+void map_read(StreamHandle stream, const TgaFile& file, ImageHeader& header)
 {
+    std::array<u8, kTgaPaletteEntries * 4> map;
     const u32 kept = header.info.biBitCount == 8 ? std::min(file.map_entries, kTgaPaletteEntries) : 0;
-    const u32 got = stream_read(stream, buffer, static_cast<u16>(kept * file.map_bytes));
+    const u32 got = stream_read(stream, map.data(), static_cast<u16>(kept * file.map_bytes));
     for (u32 i = 0; (i + 1) * file.map_bytes <= got; ++i) {
-        const u8* entry = buffer + usize{i} * file.map_bytes;
+        const u8* entry = map.data() + usize{i} * file.map_bytes;
         RGBQUAD& colour = header.palette[i];
         if (file.map_bytes == 2) {
             std::array<u8, 3> spread{};
@@ -104,86 +101,91 @@ void map_read(StreamHandle stream, u8* buffer, const TgaFile& file, ImageHeader&
                       .rgbReserved = file.map_bytes == 4 ? entry[3] : u8{0}};
         }
     }
-    bytes_skip(stream, buffer, (file.map_entries - kept) * file.map_bytes);
+    bytes_skip(stream, (file.map_entries - kept) * file.map_bytes);
 }
 
 // --- Rows ---
 
-struct RowTarget {
-    RowCallback callback;
-    void* user_data;
-    u8* pixels;  // a row of `stride` bytes, zero behind the pixels
-};
-
-// `count` counts the rows of the file.
-void row_deliver(const TgaFile& file, const RowTarget& target, const u8* source, i32 count)
+// A row of the file as it is delivered. `from` may be where it goes.
+void row_convert(const TgaFile& file, const u8* from, u8* to)
 {
     const u32 width = static_cast<u32>(file.width);
     switch (file.pixel_bits) {
     case 15:
-    case 16: tga_row_from_words(source, target.pixels, width); break;
-    case 32: tga_row_from_quads(source, target.pixels, width); break;
-    default: std::memcpy(target.pixels, source, file.row_bytes); break;
-    }
-    const i32 row = file.top_first ? count : file.height - 1 - count;
-    target.callback(target.pixels, target.user_data, static_cast<i16>(row), static_cast<i16>(file.stride));
-}
-
-// As many whole rows at a time as the chunk holds, at least one. `buffer` has room for them.
-void rows_read_raw(StreamHandle stream, const TgaFile& file, const RowTarget& target, u8* buffer)
-{
-    const i32 batch = static_cast<i32>(std::max(kChunkBytes / file.row_bytes, 1U));
-    i32 count = 0;
-    while (count < file.height) {
-        const i32 wanted = std::min(batch, file.height - count);
-        const u32 want = static_cast<u32>(wanted) * file.row_bytes;
-        const u32 got = stream_read(stream, buffer, static_cast<u16>(want));
-        for (u32 at = 0; got - at >= file.row_bytes; at += file.row_bytes) {
-            row_deliver(file, target, buffer + at, count++);
+    case 16: tga_row_from_words(from, to, width); break;
+    case 32: tga_row_from_quads(from, to, width); break;
+    default:
+        if (from != to) {
+            std::memcpy(to, from, file.row_bytes);
         }
-        if (got < want) {
-            return;
-        }
+        break;
     }
 }
 
-void rows_read_runs(StreamHandle stream, const TgaFile& file, const RowTarget& target, u8* chunk, u8* row)
+// The picture's row that the file has in place `nth`.
+i32 row_number(const TgaFile& file, i32 nth)
 {
-    TgaRuns runs = {.in = chunk_open(stream, chunk, kChunkBytes), .pixel_bytes = file.pixel_bytes};
-    for (i32 count = 0; count < file.height; ++count) {
+    return file.top_first ? nth : file.height - 1 - nth;
+}
+
+// Rows that the file has in the image's form and order, read at once where they belong. The number of rows
+// that are done.
+i32 rows_read_in_place(StreamHandle stream, const TgaFile& file, PictureSink& sink)
+{
+    const bool same = !file.top_first && file.row_bytes == sink.stride;
+    u8* const rows = same ? rows_lend_upward(sink, sink.height - 1, sink.height) : nullptr;
+    if (rows == nullptr) {
+        return 0;
+    }
+    const usize came = stream_read_all(stream, rows, usize{sink.stride} * static_cast<u32>(sink.height));
+    const i32 whole = static_cast<i32>(came / sink.stride);
+    rows_done_upward(sink, sink.height - 1, whole);
+    if (whole == sink.height) {
+        return whole;
+    }
+    std::memset(rows + came, 0, sink.stride - came % sink.stride);
+    row_done(sink, sink.height - 1 - whole, RowState::Repaired);
+    picture_note(sink, kNoteDataEnded);
+    return whole + 1;
+}
+
+// All rows are delivered; what the file lacks of them is zero.
+void rows_read_raw(StreamHandle stream, const TgaFile& file, PictureSink& sink, u8* row)
+{
+    const bool direct = file.pixel_bits == 8 || file.pixel_bits == 24;
+    for (i32 nth = rows_read_in_place(stream, file, sink); nth < file.height; ++nth) {
+        const i32 number = row_number(file, nth);
+        u8* const place = row_lend(sink, number);
+        u8* const to = direct ? place : row;
+        const usize came = stream_read_all(stream, to, file.row_bytes);
+        if (came < file.row_bytes) {
+            std::memset(to + came, 0, file.row_bytes - came);
+            picture_note(sink, kNoteDataEnded);
+        }
+        row_convert(file, to, place);
+        row_done(sink, number, came < file.row_bytes ? RowState::Repaired : RowState::Whole);
+    }
+}
+
+void rows_read_runs(StreamHandle stream, const TgaFile& file, PictureSink& sink, u8* row)
+{
+    TgaRuns runs = {.in = chunk_open(stream), .pixel_bytes = file.pixel_bytes};
+    for (i32 nth = 0; nth < file.height; ++nth) {
         if (!tga_decode_row(runs, row, static_cast<u32>(file.width))) {
+            picture_note(sink, kNoteDataEnded);
             return;
         }
-        row_deliver(file, target, row, count);
+        const i32 number = row_number(file, nth);
+        row_convert(file, row, row_lend(sink, number));
+        row_done(sink, number);
     }
-}
-
-ErrorCode rows_read(StreamHandle stream, const TgaFile& file, RowCallback row_callback, void* user_data,
-                    u8* chunk)
-{
-    // A row of the file may be longer than the chunk; the widest has 43,684 bytes.
-    u8* row = scratch_alloc(std::max<u32>(file.row_bytes, kChunkBytes) + kTgaRowSlack);
-    u8* pixels = scratch_alloc(file.stride);
-    const bool complete = row != nullptr && pixels != nullptr;
-    if (complete) {
-        const RowTarget target = {.callback = row_callback, .user_data = user_data, .pixels = pixels};
-        if (file.run_length) {
-            rows_read_runs(stream, file, target, chunk, row);
-        } else {
-            rows_read_raw(stream, file, target, row);
-        }
-    }
-    scratch_free(pixels);
-    scratch_free(row);
-    return complete ? kOk : kOutOfMemory;
 }
 
 }  // namespace
 
 // --- Entry point ---
 
-i16 tga_read_image(u32 offset_or_page, RowCallback row_callback, void* user_data,
-                   HeaderCallback header_callback, StreamHandle stream)
+i16 tga_read_image(u32 offset_or_page, PictureSink& sink, StreamHandle stream)
 {
     seek_to_picture(offset_or_page, stream);
     std::array<u8, kTgaHeaderBytes> head{};
@@ -191,8 +193,7 @@ i16 tga_read_image(u32 offset_or_page, RowCallback row_callback, void* user_data
         return kBadData;
     }
     u8* header_block = scratch_alloc(kImageHeaderBytes);
-    u8* chunk = scratch_alloc(kChunkBytes + kTgaChunkSlack);
-    if (header_block == nullptr || chunk == nullptr) {
+    if (header_block == nullptr) {
         return kOutOfMemory;
     }
     ImageHeader& header = *reinterpret_cast<ImageHeader*>(header_block);
@@ -201,21 +202,27 @@ i16 tga_read_image(u32 offset_or_page, RowCallback row_callback, void* user_data
     if (parsed != kOk) {
         return parsed;
     }
-    bytes_skip(stream, chunk, file.id_bytes);
+    bytes_skip(stream, file.id_bytes);
     if (head[kTgaMapType] != 0) {
-        map_read(stream, chunk, file, header);
+        map_read(stream, file, header);
     } else {
         palette_build_default(&header, "tiff");
     }
-    const i16 accepted = header_callback(&header, user_data);
+    const i16 accepted = picture_begin(sink, header);
     if (accepted < 0) {
-        scratch_free_all();
         return accepted;
     }
-    const ErrorCode result = rows_read(stream, file, row_callback, user_data, chunk);
-    scratch_free(chunk);
-    scratch_free(header_block);
-    return result == kOk ? i16{kReaderDone} : i16{result};
+    // The widest row of a file has 43,684 bytes.
+    u8* row = scratch_alloc(file.row_bytes + kTgaRowSlack);
+    if (row == nullptr) {
+        return kOutOfMemory;
+    }
+    if (file.run_length) {
+        rows_read_runs(stream, file, sink, row);
+    } else {
+        rows_read_raw(stream, file, sink, row);
+    }
+    return kReaderDone;
 }
 
 }  // namespace orv

@@ -102,8 +102,12 @@ bool decode_row(TgaRuns& runs, u8* row, u32 width)
             }
         } else if (chunk_ensure(runs.in, bytes)) {
             const u8* from = runs.in.buffer + runs.in.pos;
-            for (u32 at = 0; at < bytes; at += kCopyBytes) {
-                std::memcpy(to + at, from + at, kCopyBytes);
+            if (chunk_available(runs.in) >= bytes + kCopyBytes) {
+                for (u32 at = 0; at < bytes; at += kCopyBytes) {
+                    std::memcpy(to + at, from + at, kCopyBytes);
+                }
+            } else {
+                std::memcpy(to, from, bytes);
             }
             runs.in.pos += bytes;
         } else {
@@ -115,7 +119,7 @@ bool decode_row(TgaRuns& runs, u8* row, u32 width)
     return true;
 }
 
-static_assert(kTgaChunkSlack >= kCopyBytes && kTgaRowSlack >= kCopyBytes && kTgaRowSlack >= kTgaPatternBytes);
+static_assert(kTgaRowSlack >= kCopyBytes && kTgaRowSlack >= kTgaPatternBytes);
 
 }  // namespace
 

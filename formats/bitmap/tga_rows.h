@@ -6,9 +6,8 @@
 namespace orv
 {
 
-// Room needed behind a row and behind the chunk for work in whole words.
+// Room needed behind a row for work in whole words.
 inline constexpr u32 kTgaRowSlack = 32;
-inline constexpr u32 kTgaChunkSlack = 32;
 
 inline constexpr u32 kTgaPatternBytes = 24;
 

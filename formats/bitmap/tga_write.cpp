@@ -6,11 +6,8 @@
 #include "formats/bitmap/tga.h"
 #include "formats/format_readers.h"
 #include "frame/bytes.h"
-#include "frame/progress.h"
-#include "frame/rows.h"
 #include "frame/save.h"
-#include "frame/scratch.h"
-#include "frame/streams.h"
+#include "frame/stream_writer.h"
 
 namespace orv
 {
@@ -30,7 +27,7 @@ TgaType type_of(const ImageHeader& header)
     return gray ? kTgaGray : kTgaMapped;
 }
 
-bool header_write(StreamHandle stream, const BITMAPINFOHEADER& info, TgaType type)
+void put_header(StreamWriter& out, const BITMAPINFOHEADER& info, TgaType type)
 {
     std::array<u8, kTgaHeaderBytes> head{};
     head[kTgaImageType] = type;
@@ -42,69 +39,47 @@ bool header_write(StreamHandle stream, const BITMAPINFOHEADER& info, TgaType typ
     store_le16(head.data() + kTgaWidth, static_cast<u32>(info.biWidth));
     store_le16(head.data() + kTgaHeight, static_cast<u32>(info.biHeight));
     head[kTgaPixelBits] = static_cast<u8>(info.biBitCount);
-    return stream_write_all(stream, head.data(), kTgaHeaderBytes);
+    put_bytes(out, head.data(), kTgaHeaderBytes);
 }
 
-// A target that is full tells so at the rows: the outcome is not looked at here.
-void map_write(StreamHandle stream, const RGBQUAD* palette)
+void put_map(StreamWriter& out, const RGBQUAD* palette)
 {
-    std::array<u8, kTgaPaletteEntries * 3> map{};
     for (u32 i = 0; i < kTgaPaletteEntries; ++i) {
-        map[i * 3] = palette[i].rgbBlue;
-        map[i * 3 + 1] = palette[i].rgbGreen;
-        map[i * 3 + 2] = palette[i].rgbRed;
+        put_bytes(out, &palette[i], 3);
     }
-    stream_write_all(stream, map.data(), map.size());
-}
-
-// --- Rows ---
-
-ErrorCode rows_write(StreamHandle stream, const BITMAPINFOHEADER& info, RowSource row_source, void* user_data)
-{
-    const i16 stride = RowStride(static_cast<i16>(info.biWidth), static_cast<i16>(info.biBitCount));
-    const u32 bytes = static_cast<u32>(info.biWidth) * (info.biBitCount / 8U);
-    u8* row = scratch_alloc(static_cast<u32>(stride));
-    if (row == nullptr) {
-        return kOutOfMemory;
-    }
-    ProgressRows progress = progress_rows(info.biHeight);
-    for (i32 r = 0; r < info.biHeight; ++r) {
-        row_source(user_data, row, static_cast<i16>(r), stride);
-        if (!stream_write_all(stream, row, bytes)) {
-            return kShortWrite;
-        }
-        progress_tick(progress, r);
-    }
-    progress_rows_done();
-    scratch_free(row);
-    return kOk;
 }
 
 }  // namespace
 
 // --- Entry point ---
 
-i16 tga_write_image(StreamHandle stream, ImageHeader* header, RowSource row_source, void* user_data)
+i16 tga_write_image(StreamHandle stream, ImageHeader& header, PictureSource& source)
 {
     progress_start();
-    if (header->info.biBitCount != 8 && header->info.biBitCount != 24) {
+    if (source.bits != 8 && source.bits != 24) {
         return kNotSupported;
     }
-    const TgaType type = type_of(*header);
-    progress_bump();
-    if (!header_write(stream, header->info, type)) {
-        return kShortWrite;
+    StreamWriter out;
+    if (writer_open(out, stream) != kOk) {
+        return kOutOfMemory;
     }
+    const TgaType type = type_of(header);
+    progress_bump();
+    put_header(out, header.info, type);
     if (type == kTgaMapped) {
-        map_write(stream, header->palette);
+        put_map(out, header.palette);
     }
     progress_bump();
-    const ErrorCode written = rows_write(stream, header->info, row_source, user_data);
-    if (written != kOk) {
-        return written;
+    const ErrorCode rows = write_rows(source, out, RowOrder::BottomFirst,
+                                      [&](const u8* row) { put_bytes(out, row, source.row_bytes); });
+    if (rows != kOk) {
+        return rows;
     }
-    progress_finish();
-    return kOk;
+    const ErrorCode closed = writer_close(out);
+    if (closed == kOk) {
+        progress_finish();
+    }
+    return closed;
 }
 
 }  // namespace orv

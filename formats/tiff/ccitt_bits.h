@@ -22,6 +22,7 @@ struct CcittBits {
 // alias them.
 struct CcittInput {
     ChunkReader in;
+    u8* mirrored;   // kChunkBytes, for the bytes of fill order 2
     bool reversed;  // fill order 2: the first bit of each byte is its lowest
     bool limited;   // the data ends `left` bytes on
     u32 left;

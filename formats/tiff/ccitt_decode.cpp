@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "formats/line_doubling.h"
+#include "formats/tiff/fax.h"
 #include "frame/blocks.h"
 
 namespace orv
@@ -24,11 +26,11 @@ constexpr i32 kWordBits = 64;
 namespace
 {
 
-// Mirrors the bits of each byte.
-void reverse_bits(u8* bytes, u32 count)
+// Copies bytes with the bits of each mirrored.
+void reverse_bits(const u8* from, u8* bytes, u32 count)
 {
     for (u32 i = 0; i < count; ++i) {
-        u32 byte = bytes[i];
+        u32 byte = from[i];
         byte = (byte & 0xF0) >> 4 | (byte & 0x0F) << 4;
         byte = (byte & 0xCC) >> 2 | (byte & 0x33) << 2;
         byte = (byte & 0xAA) >> 1 | (byte & 0x55) << 1;
@@ -39,20 +41,19 @@ void reverse_bits(u8* bytes, u32 count)
 // Refills the chunk behind what is unread.
 void refill_chunk(CcittInput& in)
 {
-    const u32 unread = chunk_available(in.in);
+    constexpr u32 kLeast = 8;
     in.used += in.in.pos;
-    chunk_refill(in.in);
-    u32 came = in.in.fill - unread;
-    if (in.limited) {
-        if (came >= in.left) {
-            came = in.left;
-            in.in.ended = true;
-        }
-        in.left -= came;
-        in.in.fill = unread + came;
+    in.left -= in.in.pos;
+    chunk_refill(in.in, in.in.unbounded ? 4 : kLeast);
+    if (in.limited && in.in.fill >= in.left) {
+        in.in.fill = in.left;
+        in.in.ended = true;
     }
     if (in.reversed) {
-        reverse_bits(in.in.buffer + unread, came);
+        in.in.fill = std::min<u32>(in.in.fill, kChunkBytes);
+        in.in.ended = in.in.ended && in.in.fill < kChunkBytes;
+        reverse_bits(in.in.buffer, in.mirrored, in.in.fill);
+        in.in.buffer = in.mirrored;
     }
 }
 
@@ -121,22 +122,13 @@ void store_line(const CcittLine& line, u8* row, i32 length)
 void ccitt_deliver(StripWalk& walk, const CcittDecoder& decoder, const CcittLine& line, i32 row_number)
 {
     ++walk.rows_put;
-    const i32 length = tiff_row_stride(static_cast<i16>(decoder.width), 1);
-    const i32 copies = line_doubling ? 2 : 1;
-    if (!walk.image.empty()) {
-        u8* const row = image_row(walk, row_number * copies);
-        store_line(line, row, length);
-        tiff_prepare_row(*decoder.dir, row);
-        if (line_doubling) {
-            std::memcpy(row - walk.image_stride, row, static_cast<usize>(length));
-        }
-        return;
-    }
-    store_line(line, decoder.row, length);
-    tiff_prepare_row(*decoder.dir, decoder.row);
-    for (i32 i = 0; i < copies; ++i) {
-        tiff_row_callback(decoder.row, tiff_user_data, static_cast<i16>(row_number * copies + i),
-                          static_cast<i16>(length));
+    const i32 number = line_doubling ? 2 * row_number : row_number;
+    u8* const row = row_lend(*tiff_sink, number);
+    store_line(line, row, static_cast<i32>(tiff_sink->stride));
+    tiff_prepare_row(*decoder.dir, row);
+    row_done(*tiff_sink, number);
+    if (line_doubling) {
+        row_give(*tiff_sink, number + 1, row);
     }
 }
 
@@ -146,7 +138,8 @@ namespace
 void decode_ccitt_strip(StripWalk& walk, void* context)
 {
     CcittDecoder& decoder = *static_cast<CcittDecoder*>(context);
-    CcittInput input = {.in = chunk_open(walk.stream, decoder.input, kChunkBytes),
+    CcittInput input = {.in = chunk_open(walk.stream),
+                        .mirrored = decoder.input,
                         .reversed = decoder.dir->FillOrder == kFillOrderReversed,
                         .limited = fax_file_open != 0,
                         .left = fax_page_bytes,
@@ -167,9 +160,8 @@ bool allocate(CcittDecoder& decoder)
     const usize lists = decoder.mode == kTiffT6 ? 2 * list_bytes : 0;
     decoder.lines = block_alloc(2 * line_bytes + lists);
     decoder.input = block_alloc(kChunkBytes);
-    decoder.row = block_alloc(tiff_row_room(*decoder.dir) + kWordBits);
     decoder.current = {.words = reinterpret_cast<u64*>(decoder.lines), .count = words};
-    if (!decoder.lines || !decoder.input || !decoder.row) {
+    if (!decoder.lines || !decoder.input) {
         return false;
     }
     decoder.previous = {.words = reinterpret_cast<u64*>(decoder.lines + line_bytes), .count = words};
@@ -180,7 +172,6 @@ bool allocate(CcittDecoder& decoder)
 
 void release(CcittDecoder& decoder)
 {
-    block_free(decoder.row);
     block_free(decoder.input);
     block_free(decoder.lines);
 }

@@ -17,8 +17,7 @@ struct CcittDecoder {
     const TiffDirectory* dir;
     i16 mode;  // TiffCompression
     i32 width;
-    u8* input;  // kChunkBytes
-    u8* row;    // the line as it is delivered
+    u8* input;  // kChunkBytes, for bytes that are mirrored
     u8* lines;  // the block that holds what follows
     CcittLine current;
     CcittLine previous;

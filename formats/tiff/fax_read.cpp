@@ -1,11 +1,11 @@
 // The fax container: bare pages of T.4 lines behind a table of their positions.
 #include <algorithm>
 
+#include "formats/tiff/fax.h"
 #include "formats/tiff/tiff_strips.h"
 #include "frame/bytes.h"
-#include "frame/format_table.h"
 #include "frame/scratch.h"
-#include "ops/palettes.h"
+#include "pixels/palettes.h"
 
 namespace orv
 {
@@ -23,6 +23,8 @@ namespace orv
 // ---- records and constants
 
 u32 fax_page_bytes;
+i32 fax_file_open;
+i32 fax_marker_seen;
 
 namespace
 {
@@ -148,11 +150,10 @@ bool fax_has_marker(StreamHandle stream)
 
 // ---- the entry point that the dispatcher calls
 
-i16 fax_read_page(i16 page, RowCallback row_callback, void* user_data, HeaderCallback header_callback,
-                  StreamHandle stream)
+i16 fax_read_page(u32 offset_or_page, PictureSink& sink, StreamHandle stream)
 {
-    tiff_row_callback = row_callback;
-    tiff_user_data = user_data;
+    const i16 page = static_cast<i16>(offset_or_page);
+    tiff_sink = &sink;
     tiff_stream = stream;
     tiff_base_offset = 0;
     TiffDirectory& dir = tiff_directory;
@@ -169,13 +170,11 @@ i16 fax_read_page(i16 page, RowCallback row_callback, void* user_data, HeaderCal
     tiff_build_header(dir, *header);
     palette_build_default(header, "tiff");
     // A page without lines is an empty picture to a streaming caller.
-    i16 result = dir.ImageLength == 0 ? kOk : header_check(header->info);
-    if (result == kOk) {
-        result = header_callback(header, tiff_user_data);
-    }
-    if (result >= 0) {
-        result =
-            dir.ImageLength == 0 ? i16{kOk} : tiff_decode_ccitt(dir, stream, static_cast<i16>(dir.Compression));
+    i16 result = dir.ImageLength == 0 ? picture_begin_empty(sink, *header) : picture_begin(sink, *header);
+    if (result >= 0 && dir.ImageLength != 0) {
+        fax_file_open = 1;
+        result = tiff_decode_ccitt(dir, stream, static_cast<i16>(dir.Compression));
+        fax_file_open = 0;
     }
     scratch_free(header);
     return result < 0 ? result : static_cast<i16>(kReaderDone);

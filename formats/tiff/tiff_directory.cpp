@@ -2,9 +2,10 @@
 
 #include <algorithm>
 
+#include "formats/tiff/fax.h"
+#include "frame/api_call.h"
 #include "frame/blocks.h"
 #include "frame/bytes.h"
-#include "frame/format_table.h"
 #include "frame/text_buffers.h"
 #include "orvimg32/orvimg32.h"
 #include "platform/user.h"
@@ -23,8 +24,7 @@ StreamHandle tiff_stream;
 u32 tiff_base_offset;
 u16 tiff_byte_order;
 TiffEntry tiff_strip_entry;
-RowCallback tiff_row_callback;
-void* tiff_user_data;
+PictureSink* tiff_sink;
 
 // ---- records and constants
 
@@ -387,6 +387,8 @@ i16 count_directories(u32 count)
 int16_t IMG_tiff_page_count(int32_t stream)
 {
     using namespace orv;
+    const ApiCall call;
+    const StreamWindow window(stream);
     tiff_stream = stream;
     if (fax_is_container(stream)) {
         return fax_page_count(stream);

@@ -59,8 +59,7 @@ extern StreamHandle tiff_stream;
 extern u32 tiff_base_offset;  // all positions in the file count from here
 extern u16 tiff_byte_order;
 extern TiffEntry tiff_strip_entry;  // StripOffsets of the last directory that had it
-extern RowCallback tiff_row_callback;
-extern void* tiff_user_data;
+extern PictureSink* tiff_sink;
 
 // Numbers in the file's byte order.
 u16 tiff_u16(const u8* bytes);

@@ -52,7 +52,6 @@ constexpr u32 kTailBytes = 8;
 constexpr u32 kFlushBytes = 16384;
 
 struct LzwContext {
-    u8* input;
     u8* output;
     LzwEntry* table;
     u32 flush_at;  // output bytes at which finished rows are handed on; there is room for a string behind
@@ -91,7 +90,7 @@ namespace
 bool lzw_refill(LzwBits& in, u32 size)
 {
     in.used += in.in.pos;
-    chunk_refill(in.in);
+    chunk_refill(in.in, in.in.unbounded ? (size - in.count + 7) / 8 : 8);
     while (in.count <= 56 && in.in.pos < in.in.fill) {
         in.bits |= u64{in.in.buffer[in.in.pos++]} << (56 - in.count);
         in.count += 8;
@@ -230,7 +229,7 @@ void decode_lzw_strip(StripWalk& walk, void* context)
     // Nothing is decoded behind the last row that is wanted.
     const u32 wanted = static_cast<u32>((walk.end_row - walk.first_row) * walk.row_bytes);
     lzw.flush_at = std::min(lzw.flush_at, wanted);
-    LzwBits in = {.in = chunk_open(walk.stream, lzw.input, kChunkBytes), .bits = 0, .count = 0, .used = 0};
+    LzwBits in = {.in = chunk_open(walk.stream), .bits = 0, .count = 0, .used = 0};
     LzwOutput out = {.length = 0, .row = walk.first_row};
     if (lzw_code(in, kMinCodeBits) == kClear) {
         while (lzw_until_clear(walk, lzw, in, out)) {
@@ -243,10 +242,9 @@ void decode_lzw_strip(StripWalk& walk, void* context)
 bool lzw_allocate(const TiffDirectory& dir, const StripWalk& walk, LzwContext& lzw)
 {
     lzw.flush_at = std::max(3 * static_cast<u32>(walk.row_bytes), kFlushBytes);
-    lzw.input = block_alloc(kChunkBytes);
     lzw.output = block_alloc(lzw.flush_at + kTableEntries + kTailBytes + tiff_row_room(dir));
     lzw.table = reinterpret_cast<LzwEntry*>(block_alloc(kTableEntries * sizeof(LzwEntry)));
-    if (!lzw.input || !lzw.output || !lzw.table) {
+    if (!lzw.output || !lzw.table) {
         return false;
     }
     for (u32 i = 0; i < 256; ++i) {
@@ -267,7 +265,6 @@ i16 tiff_decode_lzw(const TiffDirectory& dir, StreamHandle stream)
     }
     block_free(lzw.table);
     block_free(lzw.output);
-    block_free(lzw.input);
     return allocated ? kOk : kOutOfMemory;
 }
 

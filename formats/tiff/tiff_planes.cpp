@@ -69,7 +69,7 @@ i16 plane_file_deliver(const TiffDirectory& dir)
             row[3 * x + 1] = green[x];
             row[3 * x + 2] = red[x];
         }
-        tiff_row_callback(row, tiff_user_data, static_cast<i16>(y), length);
+        row_give(*tiff_sink, y, row);
     }
     scratch_free(row);
     scratch_free(planes);

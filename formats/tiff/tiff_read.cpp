@@ -1,10 +1,12 @@
 #include "formats/format_readers.h"
+#include "formats/line_doubling.h"
+#include "formats/tiff/fax.h"
 #include "formats/tiff/tiff_directory.h"
 #include "formats/tiff/tiff_planes.h"
 #include "formats/tiff/tiff_strips.h"
 #include "frame/load.h"
 #include "frame/scratch.h"
-#include "ops/palettes.h"
+#include "pixels/palettes.h"
 
 namespace orv
 {
@@ -141,7 +143,7 @@ i16 decode_picture(const TiffDirectory& dir)
 }
 
 // Header, palette, callback, rows.
-i16 read_picture(const TiffDirectory& dir, ImageHeader& header, HeaderCallback header_callback)
+i16 read_picture(const TiffDirectory& dir, ImageHeader& header)
 {
     extra_info.x_resolution = static_cast<i16>(dir.XResolution);
     extra_info.y_resolution = static_cast<i16>(dir.YResolution);
@@ -154,7 +156,7 @@ i16 read_picture(const TiffDirectory& dir, ImageHeader& header, HeaderCallback h
     } else {
         palette_build_default(&header, "tiff");
     }
-    if (const i16 result = header_callback(&header, tiff_user_data); result < 0) {
+    if (const i16 result = picture_begin(*tiff_sink, header, DepthRule::Streamed); result < 0) {
         return result;
     }
     const i16 status = decode_picture(dir);
@@ -165,11 +167,11 @@ i16 read_picture(const TiffDirectory& dir, ImageHeader& header, HeaderCallback h
 
 // ---- the entry point that the table names
 
-i16 tiff_read_image(u32 offset_or_page, RowCallback row_callback, void* user_data,
-                    HeaderCallback header_callback, StreamHandle stream)
+i16 tiff_read_image(u32 offset_or_page, PictureSink& sink, StreamHandle stream)
 {
-    tiff_row_callback = row_callback;
-    tiff_user_data = user_data;
+    fax_file_open = 0;
+    fax_marker_seen = fax_has_marker(stream) ? 1 : 0;
+    tiff_sink = &sink;
     tiff_stream = stream;
     const bool by_page = is_page(offset_or_page);
     tiff_base_offset = by_page ? 0 : seek_to_picture(offset_or_page, stream);
@@ -181,7 +183,7 @@ i16 tiff_read_image(u32 offset_or_page, RowCallback row_callback, void* user_dat
     if (!header) {
         return kOutOfMemory;
     }
-    const i16 result = read_picture(tiff_directory, *header, header_callback);
+    const i16 result = read_picture(tiff_directory, *header);
     scratch_free(header);
     return result;
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "formats/tiff/fax.h"
 #include "formats/tiff/tiff_planes.h"
 #include "formats/tiff/tiff_rows.h"
 #include "frame/blocks.h"
@@ -24,7 +25,6 @@ namespace orv
 namespace
 {
 
-constexpr i32 kLongRow = 4096;  // bytes from which rows of a file are read one by one
 constexpr u32 kRowSlack = 160;  // behind a row's room: what the longest PackBits code can overshoot by
 
 }  // namespace
@@ -93,13 +93,6 @@ i16 plain_length(const TiffDirectory& dir)
                            static_cast<i16>(dir.BitsPerSample * dir.SamplesPerPixel));
 }
 
-// The rows of the image being loaded, where rows of the file are no longer than they.
-std::span<u8> image_rows(const TiffDirectory& dir)
-{
-    const bool fits = !tiff_has_planes(dir) && dir.BitsPerSample * dir.SamplesPerPixel <= 24;
-    return fits ? frame_image_rows(tiff_row_callback) : std::span<u8>();
-}
-
 }  // namespace
 
 StripWalk strip_walk(const TiffDirectory& dir, StreamHandle stream)
@@ -107,16 +100,12 @@ StripWalk strip_walk(const TiffDirectory& dir, StreamHandle stream)
     const bool planes = tiff_has_planes(dir);
     const i32 height = static_cast<i32>(dir.ImageLength);
     const bool one_strip = (dir.RowsPerStrip & 0xFFFF) == 0 || dir.RowsPerStrip >= dir.ImageLength;
-    const std::span<u8> rows = image_rows(dir);
-    const i32 image_height = line_doubling ? 2 * height : height;
     return {.stream = stream,
             .row_bytes = planes ? static_cast<i32>(dir.ImageWidth) : tiff_row_bytes(dir),
             .plane_height = height,
             .rows_per_strip = one_strip ? height : static_cast<i32>(dir.RowsPerStrip),
             .planes = planes ? 3 : 1,
             .plain_length = plain_length(dir),
-            .image = rows,
-            .image_stride = static_cast<i32>(rows.size()) / image_height,
             .first_row = 0,
             .rows = 0,
             .end_row = 0,
@@ -215,8 +204,8 @@ i16 tiff_prepare_row(const TiffDirectory& dir, u8* row)
 
 void tiff_finish_row(u8* row, i16 row_number)
 {
-    const i16 length = tiff_prepare_row(tiff_directory, row);
-    tiff_row_callback(row, tiff_user_data, row_number, length);
+    tiff_prepare_row(tiff_directory, row);
+    row_give(*tiff_sink, row_number, row);
 }
 
 void tiff_put_row(StripWalk& walk, u8* row, i32 row_number)
@@ -224,14 +213,8 @@ void tiff_put_row(StripWalk& walk, u8* row, i32 row_number)
     ++walk.rows_put;
     if (walk.planes > 1) {
         plane_file_put(row, walk.row_bytes, row_number);
-    } else if (!walk.image.empty()) {
-        u8* const target = image_row(walk, row_number);
-        std::memcpy(target, row, static_cast<usize>(walk.row_bytes));
-        if (walk.plain_length == 0) {
-            tiff_prepare_row(tiff_directory, target);
-        }
     } else if (walk.plain_length != 0) {
-        tiff_row_callback(row, tiff_user_data, static_cast<i16>(row_number), walk.plain_length);
+        row_give(*tiff_sink, row_number, row);
     } else {
         tiff_finish_row(row, static_cast<i16>(row_number));
     }
@@ -247,20 +230,28 @@ struct RawContext {
     i32 block_rows;
 };
 
-// Reads and finishes the strip's rows in the image itself.
-void read_strip_into_image(StripWalk& walk)
+// True where rows of the file are no longer than those delivered, and go straight to their place.
+bool rows_fit(const StripWalk& walk)
+{
+    return walk.planes == 1 && static_cast<u32>(walk.row_bytes) <= tiff_sink->stride;
+}
+
+// Reads and finishes the strip's rows where they belong.
+void read_strip_in_place(StripWalk& walk)
 {
     for (i32 i = 0; i < walk.rows; ++i) {
-        u8* const row = image_row(walk, walk.first_row + i);
-        const usize got = stream_read(walk.stream, row, static_cast<u16>(walk.row_bytes));
+        const i32 number = walk.first_row + i;
+        u8* const row = row_lend(*tiff_sink, number);
+        const u32 got = stream_read(walk.stream, row, static_cast<u16>(walk.row_bytes));
         walk.bytes_used += static_cast<i64>(got);
-        if (got < static_cast<usize>(walk.row_bytes)) {
-            std::memset(row, 0, got);
+        if (got < static_cast<u32>(walk.row_bytes)) {
+            picture_note(*tiff_sink, kNoteDataEnded);
             return;
         }
         if (walk.plain_length == 0) {
             tiff_prepare_row(tiff_directory, row);
         }
+        row_done(*tiff_sink, number);
     }
 }
 
@@ -268,9 +259,8 @@ void read_strip_into_image(StripWalk& walk)
 void decode_raw_strip(StripWalk& walk, void* context)
 {
     const RawContext& raw = *static_cast<RawContext*>(context);
-    // Of files only long rows are read one by one.
-    if (!walk.image.empty() && (walk.stream == MEMORY_STREAM || walk.row_bytes >= kLongRow)) {
-        read_strip_into_image(walk);
+    if (rows_fit(walk)) {
+        read_strip_in_place(walk);
         return;
     }
     const i32 end = walk.first_row + walk.rows;
@@ -313,7 +303,6 @@ namespace
 {
 
 struct PackBitsContext {
-    u8* input;
     u8* row;  // tiff_row_room bytes
 };
 
@@ -357,7 +346,7 @@ u32 packbits_codes(ChunkReader& in, u8* row, u32 done, u32 row_bytes)
 // Unpacks one of the last codes of the data. False where it does not give what the row lacks.
 bool packbits_last_code(ChunkReader& in, u8* row, u32& done, u32 row_bytes)
 {
-    if (chunk_available(in) == 0) {
+    if (!chunk_ensure(in, 1)) {
         return false;
     }
     const u32 code = in.buffer[in.pos++];
@@ -366,7 +355,7 @@ bool packbits_last_code(ChunkReader& in, u8* row, u32& done, u32 row_bytes)
     }
     const u32 count = code < 128 ? code + 1 : 257 - code;
     const u32 wanted = std::min(count, row_bytes - done);
-    if (chunk_available(in) < (code < 128 ? wanted : 1)) {
+    if (!chunk_ensure(in, code < 128 ? wanted : 1)) {
         return false;
     }
     if (code < 128) {
@@ -384,9 +373,9 @@ bool packbits_row(StripWalk& walk, ChunkReader& in, u8* row)
 {
     const u32 row_bytes = static_cast<u32>(walk.row_bytes);
     for (u32 done = 0; done < row_bytes;) {
-        if (chunk_available(in) < kLongestCode) {
+        if (chunk_available(in) < kLongestCode && !in.unbounded) {
             walk.bytes_used += in.pos;
-            chunk_refill(in);
+            chunk_refill(in, kLongestCode);
         }
         if (chunk_available(in) >= kLongestCode) [[likely]] {
             done = packbits_codes(in, row, done, row_bytes);
@@ -400,7 +389,7 @@ bool packbits_row(StripWalk& walk, ChunkReader& in, u8* row)
 void decode_packbits_strip(StripWalk& walk, void* context)
 {
     const PackBitsContext& packbits = *static_cast<PackBitsContext*>(context);
-    ChunkReader in = chunk_open(walk.stream, packbits.input, kChunkBytes);
+    ChunkReader in = chunk_open(walk.stream);
     for (i32 i = 0; i < walk.rows && packbits_row(walk, in, packbits.row); ++i) {
         tiff_put_row(walk, packbits.row, walk.first_row + i);
     }
@@ -412,14 +401,12 @@ void decode_packbits_strip(StripWalk& walk, void* context)
 i16 tiff_decode_packbits(const TiffDirectory& dir, StreamHandle stream)
 {
     StripWalk walk = strip_walk(dir, stream);
-    PackBitsContext packbits = {.input = scratch_alloc(kChunkBytes), .row = nullptr};
-    packbits.row = packbits.input ? scratch_alloc(tiff_row_room(dir)) : nullptr;
+    PackBitsContext packbits = {.row = scratch_alloc(tiff_row_room(dir))};
     if (!packbits.row) {
         return kOutOfMemory;
     }
     decode_strips(walk, decode_packbits_strip, &packbits);
     scratch_free(packbits.row);
-    scratch_free(packbits.input);
     return kOk;
 }
 

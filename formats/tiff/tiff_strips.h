@@ -13,11 +13,9 @@ struct StripWalk {
     StreamHandle stream;
     i32 row_bytes;
     i32 plane_height;
-    i32 rows_per_strip;   // 1 to plane_height
-    i32 planes;           // 1 or 3
-    i16 plain_length;     // to deliver of rows that go out as they are; 0 where they need finishing
-    std::span<u8> image;  // the rows of the image being loaded, which rows are put into, or none
-    i32 image_stride;
+    i32 rows_per_strip;  // 1 to plane_height
+    i32 planes;          // 1 or 3
+    i16 plain_length;    // to deliver of rows that go out as they are; 0 where they need finishing
 
     i32 first_row;  // of the strip at hand, counted through all planes
     i32 rows;       // that the strip should hold
@@ -27,13 +25,6 @@ struct StripWalk {
     i64 bytes_used;
     i64 rows_put;
 };
-
-// A row's place in the image, whose bottom row is first. Doubled lines count as rows.
-static inline u8* image_row(const StripWalk& walk, i32 row_number)
-{
-    return walk.image.data() + walk.image.size() -
-           static_cast<usize>(walk.image_stride) * (static_cast<u32>(row_number) + 1);
-}
 
 StripWalk strip_walk(const TiffDirectory& dir, StreamHandle stream);
 

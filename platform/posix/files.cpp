@@ -21,6 +21,10 @@ constexpr std::int64_t kMaxPosition = 0x7FFFFFFF;
 // What platform/testing.h switches and counts.
 std::uint64_t writes;
 int writes_until_short;
+int closes_until_failure;
+
+// The number that stands for the memory stream: no file may have it.
+constexpr int kTakenNumber = 32767;
 
 int open_repeated(const char* name, int flags, mode_t mode)
 {
@@ -28,7 +32,12 @@ int open_repeated(const char* name, int flags, mode_t mode)
     do {
         file = open(name, flags | O_CLOEXEC, mode);
     } while (file < 0 && errno == EINTR);
-    return file;
+    if (file != kTakenNumber) {
+        return file;
+    }
+    const int moved = fcntl(file, F_DUPFD_CLOEXEC, kTakenNumber + 1);
+    close(file);
+    return moved;
 }
 
 // What a loop of partial transfers gives: the bytes done, or -1 for a failure ahead of the first.
@@ -53,12 +62,18 @@ int _lopen(const char* name, int mode)
 
 int _lcreat(const char* name, int /*attributes*/)
 {
-    return open_repeated(name, O_RDWR | O_CREAT | O_TRUNC | O_NONBLOCK, 0666);
+    // Opening without waiting gives a named pipe that nobody reads yet; writing to it waits.
+    const int file = open_repeated(name, O_RDWR | O_CREAT | O_TRUNC | O_NONBLOCK, 0666);
+    if (file >= 0) {
+        (void)fcntl(file, F_SETFL, fcntl(file, F_GETFL) & ~O_NONBLOCK);
+    }
+    return file;
 }
 
 int _lclose(int file)
 {
-    return close(file);
+    const int closed = close(file);
+    return closes_until_failure > 0 && --closes_until_failure == 0 ? -1 : closed;
 }
 
 std::int32_t _lread(int file, void* buffer, std::uint32_t count)
@@ -162,6 +177,10 @@ void shorten_write(int n)
 std::uint64_t write_count()
 {
     return writes;
+}
+void fail_close(int n)
+{
+    closes_until_failure = n;
 }
 
 }  // namespace testing

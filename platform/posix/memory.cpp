@@ -38,6 +38,7 @@ static_assert(sizeof(BlockHeader) <= kHeaderBytes);
 struct Block {
     unsigned char* base;  // the header; null where the number is free
     std::size_t bytes;    // without the header
+    std::size_t room;     // bytes that it may grow to where it lies
     std::size_t mapped;   // bytes of the mapping, 0 where the allocator gave the block
     int locks;
     BlockHandle next_free;
@@ -87,7 +88,8 @@ BlockHandle take_number()
         blocks = grown;
         const BlockHandle first_new = block_room == 0 ? 1 : block_room;
         for (BlockHandle number = room - 1; number >= first_new; --number) {
-            blocks[number] = {.base = nullptr, .bytes = 0, .mapped = 0, .locks = 0, .next_free = first_free};
+            blocks[number] = {
+                .base = nullptr, .bytes = 0, .room = 0, .mapped = 0, .locks = 0, .next_free = first_free};
             first_free = number;
         }
         block_room = room;
@@ -104,14 +106,18 @@ void give_number_back(BlockHandle number)
     first_free = number;
 }
 
-// A zeroed mapping that starts on a large page: its address, and in `mapped` its length.
-unsigned char* map_block(std::size_t need, std::size_t& mapped)
+enum class Clearing { Zeroed, None };
+
+// A mapping that starts on a large page: its address, and in `mapped` its length.
+unsigned char* map_block(std::size_t need, Clearing clearing, std::size_t& mapped)
 {
     if (recycled != nullptr && recycled_bytes >= need && recycled_bytes / 2 <= need) {
         unsigned char* const base = recycled;
         mapped = recycled_bytes;
         recycled = nullptr;
-        std::memset(base, 0, need);
+        if (clearing == Clearing::Zeroed) {
+            std::memset(base, 0, need);
+        }
         return base;
     }
     mapped = (need + kHugePage - 1) & ~(kHugePage - 1);
@@ -143,8 +149,8 @@ void unmap_block(unsigned char* base, std::size_t mapped)
     recycled_bytes = mapped;
 }
 
-// Memory for `bytes` behind a header, zeroed.
-unsigned char* take_memory(std::size_t bytes, std::size_t& mapped)
+// Memory for `bytes` behind a header.
+unsigned char* take_memory(std::size_t bytes, Clearing clearing, std::size_t& mapped)
 {
     mapped = 0;
     if (bytes > static_cast<std::size_t>(PTRDIFF_MAX) - 2 * kHugePage - kHeaderBytes) {
@@ -152,9 +158,9 @@ unsigned char* take_memory(std::size_t bytes, std::size_t& mapped)
     }
     const std::size_t need = bytes + kHeaderBytes;
     if (ORV_PLAIN_BLOCKS == 0 && need >= kMappedFrom) {
-        return map_block(need, mapped);
+        return map_block(need, clearing, mapped);
     }
-    return static_cast<unsigned char*>(std::calloc(1, need));
+    return static_cast<unsigned char*>(clearing == Clearing::Zeroed ? std::calloc(1, need) : std::malloc(need));
 }
 
 void release_memory(unsigned char* base, std::size_t mapped)
@@ -183,7 +189,7 @@ void count_out(std::size_t bytes)
 
 }  // namespace
 
-BlockHandle GlobalAlloc(std::uint32_t /*flags*/, std::size_t bytes)
+BlockHandle GlobalAlloc(std::uint32_t flags, std::size_t bytes)
 {
     if (allocation_fails()) {
         return 0;
@@ -193,14 +199,16 @@ BlockHandle GlobalAlloc(std::uint32_t /*flags*/, std::size_t bytes)
         return 0;
     }
     std::size_t mapped;
-    unsigned char* const base = take_memory(bytes, mapped);
+    const Clearing clearing = (flags & GMEM_UNCLEARED) != 0 ? Clearing::None : Clearing::Zeroed;
+    unsigned char* const base = take_memory(bytes, clearing, mapped);
     if (base == nullptr) {
         give_number_back(number);
         return 0;
     }
     const BlockHeader header = {.number = number};
     std::memcpy(base, &header, sizeof header);
-    blocks[number] = {.base = base, .bytes = bytes, .mapped = mapped, .locks = 0, .next_free = 0};
+    blocks[number] = {
+        .base = base, .bytes = bytes, .room = bytes, .mapped = mapped, .locks = 0, .next_free = 0};
     count_in(bytes);
     return number;
 }
@@ -263,18 +271,26 @@ BlockHandle LocalReAlloc(BlockHandle number, std::size_t bytes, std::uint32_t /*
     if (block == nullptr || block->locks != 0 || allocation_fails()) {
         return 0;
     }
-    std::size_t mapped;
-    unsigned char* const base = take_memory(bytes, mapped);
-    if (base == nullptr) {
-        return 0;
+    if (bytes > block->room) {
+        // Half as much again, so that a block that grows by little steps is seldom moved.
+        const std::size_t room = bytes + bytes / 2;
+        std::size_t mapped;
+        unsigned char* const base = take_memory(room, Clearing::Zeroed, mapped);
+        if (base == nullptr) {
+            return 0;
+        }
+        std::memcpy(base, block->base, kHeaderBytes + block->bytes);
+        release_memory(block->base, block->mapped);
+        block->base = base;
+        block->room = room;
+        block->mapped = mapped;
     }
-    std::memcpy(base, block->base, kHeaderBytes + (bytes < block->bytes ? bytes : block->bytes));
-    release_memory(block->base, block->mapped);
+    if (bytes > block->bytes) {
+        std::memset(block->base + kHeaderBytes + block->bytes, 0, bytes - block->bytes);
+    }
     count_out(block->bytes);
     count_in(bytes);
-    block->base = base;
     block->bytes = bytes;
-    block->mapped = mapped;
     return number;
 }
 

@@ -1,4 +1,4 @@
-#include "ops/palettes.h"
+#include "pixels/palettes.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
-#include "ops/palettes.h"
+#include "pixels/palettes.h"
 
 #include "frame/handles.h"
 #include "frame/rows.h"
-#include "ops/pixels24.h"
+#include "pixels/pixels24.h"
 #include "platform/files.h"
 
 namespace orv

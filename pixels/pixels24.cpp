@@ -1,6 +1,6 @@
-#include "ops/pixels24.h"
+#include "pixels/pixels24.h"
 
-#include "ops/palettes.h"
+#include "pixels/palettes.h"
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
