@@ -183,7 +183,7 @@ void stream_skip(StreamHandle stream, u32 count)
 {
     if (stream == MEMORY_STREAM) {
         memory_stream_pos += count;
-    } else {
+    } else if (window_covers(stream)) {
         window_skip(count);
     }
 }

@@ -45,7 +45,11 @@ i16 stream_decode(const u8* data, u32 size, i16 page, StreamCheck& check)
     // The stream only reads from the block.
     memory_stream_open_sized(const_cast<u8*>(data), size, MemoryAccess::Read);
     const u32 place = page == 0 ? 0 : kPageMarker | static_cast<u16>(page);
-    const i16 result = format_table[kReader].reader(place, check_row, &check, check_header, MEMORY_STREAM);
+    PictureSink sink = {};
+    sink.header_callback = check_header;
+    sink.row_callback = check_row;
+    sink.user_data = &check;
+    const i16 result = format_table[kReader].reader(place, sink, MEMORY_STREAM);
     scratch_free_all();
     return result;
 }

@@ -21,6 +21,7 @@ constexpr std::int64_t kMaxPosition = 0x7FFFFFFF;
 // What platform/testing.h switches and counts.
 std::uint64_t writes;
 int writes_until_short;
+std::uint64_t closes;
 int closes_until_failure;
 
 // The number that stands for the memory stream: no file may have it.
@@ -72,6 +73,7 @@ int _lcreat(const char* name, int /*attributes*/)
 
 int _lclose(int file)
 {
+    ++closes;
     const int closed = close(file);
     return closes_until_failure > 0 && --closes_until_failure == 0 ? -1 : closed;
 }
@@ -177,6 +179,10 @@ void shorten_write(int n)
 std::uint64_t write_count()
 {
     return writes;
+}
+std::uint64_t close_count()
+{
+    return closes;
 }
 void fail_close(int n)
 {

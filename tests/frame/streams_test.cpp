@@ -53,8 +53,8 @@ TEST(Streams, MemoryOfKnownSizeHasAnEnd)
     stream_seek(MEMORY_STREAM, -3, kFromEnd);
     EXPECT_EQ(stream_read(MEMORY_STREAM, buffer, 20), 3u);
     EXPECT_EQ(buffer[0], 8);
-    stream_seek(MEMORY_STREAM, -100, kFromHere);
-    EXPECT_EQ(memory_stream_pos, 0u);
+    EXPECT_EQ(stream_seek(MEMORY_STREAM, -100, kFromHere), -1) << "as on a file";
+    EXPECT_EQ(memory_stream_pos, 10u);
     stream_seek(MEMORY_STREAM, 0x7FFFFFFF, kFromStart);
     EXPECT_EQ(stream_read(MEMORY_STREAM, buffer, 20), 0u);
 
@@ -85,22 +85,39 @@ TEST(Streams, MemoryOfUnknownSizeTrustsTheBlock)
 
 TEST(Streams, ChunkReaderGivesEveryByteAndAStickyEnd)
 {
-    std::vector<u8> data(1000);
+    std::vector<u8> data(200'000);
     for (usize i = 0; i < data.size(); i++) {
-        data[i] = static_cast<u8>(i * 7);
+        data[i] = static_cast<u8>(i * 7 ^ i >> 8);
     }
-    memory_stream_open_sized(data.data(), 1000, MemoryAccess::Read);
-    u8 buffer[64];
-    ChunkReader in = chunk_open(MEMORY_STREAM, buffer, sizeof buffer);
-    usize seen = 0;
-    for (u32 step = 1; chunk_ensure(in, step); step = step % 60 + 1) {
-        for (u32 i = 0; i < step; i++) {
-            ASSERT_EQ(in.buffer[in.pos++], data[seen++]);
+    write_file(temp_path("panes"), data);
+    const int descriptor = platform::_lopen(temp_path("panes").c_str(), platform::OF_READ);
+    {
+        const StreamWindow window(descriptor);
+        ChunkReader in = chunk_open(descriptor);
+        usize seen = 0;
+        for (u32 step = 1; chunk_ensure(in, step); step = step % 6000 + 1) {
+            for (u32 i = 0; i < step; i++) {
+                ASSERT_EQ(in.buffer[in.pos++], data[seen++]);
+            }
         }
+        EXPECT_EQ(seen + chunk_available(in), data.size());
+        EXPECT_FALSE(chunk_ensure(in, 6001)) << "an end once seen stays";
+        // A table at one place and data at others, read in turn, and more than a pane at a time.
+        std::vector<u8> piece(100'000);
+        for (u32 i = 0; i < 300; ++i) {
+            const u32 at = i % 3 == 0 ? 100 + 4 * i : (i * 7919) % 100'000;
+            const u32 count = i % 50 == 49 ? 100'000 : i % 900;
+            ASSERT_EQ(stream_seek(descriptor, static_cast<i32>(at), kFromStart), static_cast<i32>(at));
+            ASSERT_EQ(stream_read_all(descriptor, piece.data(), count), count);
+            ASSERT_TRUE(std::equal(piece.begin(), piece.begin() + count, data.begin() + at)) << i;
+        }
+        EXPECT_EQ(stream_seek(descriptor, -10, kFromEnd), 199'990);
+        EXPECT_EQ(stream_seek(descriptor, -1, kFromStart), -1);
+        EXPECT_EQ(stream_read_all(descriptor, piece.data(), 50), 10u);
+        stream_seek(descriptor, 1234, kFromStart);
     }
-    EXPECT_EQ(seen + chunk_available(in), 1000u);
-    memory_stream_open_sized(data.data(), 1000, MemoryAccess::Read);
-    EXPECT_FALSE(chunk_ensure(in, 60)) << "an end once seen stays";
+    EXPECT_EQ(platform::_llseek(descriptor, 0, kFromHere), 1234) << "where the reader left it";
+    platform::_lclose(descriptor);
 }
 
 TEST(Scratch, TwentySlotsOfSixteenBitSizes)

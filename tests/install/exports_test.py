@@ -1,5 +1,5 @@
 """exports_test.py LIBRARY HEADER_FOLDER [SANITIZERS]: the library exports exactly the documented functions of its
-public headers, bears its soname, and needs no library but libc and libm."""
+public headers, bears its soname, and needs no library but the C runtime."""
 import glob
 import re
 import subprocess
@@ -38,7 +38,7 @@ if not re.search(r"SONAME.*\[liborvimg32\.so\.1\]", dynamic):
     failures.append("no soname liborvimg32.so.1")
 needed = set(re.findall(r"NEEDED.*\[(.*?)\]", dynamic))
 if not sanitized:
-    failures += ["needs " + name for name in sorted(needed - {"libc.so.6", "libm.so.6"})]
+    failures += ["needs " + name for name in sorted(needed - {"libc.so.6", "libm.so.6", "ld-linux-x86-64.so.2", "ld-linux.so.2"})]
 
 print(len(declared), "functions; needs", ", ".join(sorted(needed)))
 print("\n".join(failures))

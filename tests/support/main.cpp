@@ -13,14 +13,23 @@ namespace
 class BlockWatch : public testing::EmptyTestEventListener
 {
     int before_ = 0;
+    long files_ = 0;
 
-    void OnTestStart(const testing::TestInfo&) override { before_ = platform::testing::live_blocks(); }
+    static long open_files() { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); }
+
+    void OnTestStart(const testing::TestInfo&) override
+    {
+        before_ = platform::testing::live_blocks();
+        files_ = open_files();
+    }
 
     void OnTestEnd(const testing::TestInfo&) override
     {
         platform::testing::fail_allocation(0);
         platform::testing::shorten_write(0);
+        platform::testing::fail_close(0);
         EXPECT_EQ(platform::testing::live_blocks(), before_) << "the test leaves memory blocks behind";
+        EXPECT_EQ(open_files(), files_) << "the test leaves files open";
     }
 };
 

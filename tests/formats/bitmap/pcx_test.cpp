@@ -68,7 +68,7 @@ TEST(PcxRead, LinesAreCutAndRunsEndWithThem)
     // The first run loses its surplus, zero runs count nothing, a line longer than the row is cut.
     Bytes code = {0xC9, 1, 0xC0, 9, 2, 2, 2, 0xC2, 1};
     code.resize(code.size() + 768);
-    EXPECT_EQ(rows_of(pcx_file({{3, {8}}, {8, {2, 0, 1}}, {66, {5}}}, code)), (Bytes{2, 2, 2, 1, 1, 1, 1, 1}));
+    EXPECT_EQ(rows_of(pcx_file({{3, {8}}, {8, {2, 0, 1}}, {66, {5}}}, code)), (Bytes{2, 2, 2, 0, 1, 1, 1, 0}));
     // A line shorter than the row leaves zeros; a line that the file does not hold whole does not come.
     EXPECT_EQ(rows_of(pcx_file({{3, {8}}, {10, {1}}, {66, {3}}}, {0xC5, 7, 7, 7})),
               (Bytes{0, 0, 0, 0, 0, 0, 0, 0, 7, 7, 7, 0, 0, 0, 0, 0}));
@@ -167,13 +167,13 @@ TEST(PcxRuns, FastAsPlain)
         const u32 count = seed < 80 ? seed + 1 : seed * 7;
         const Bytes plane = runny_bytes(count + kPcxPlaneSlack, seed);
         Bytes fast(count * 2 + kPcxCodeSlack);
-        Bytes plain(count * 2 + kPcxChunkSlack);
+        Bytes plain(count * 2 + kPcxCodeSlack);
         const u32 size = pcx_code_plane_plain(plane.data(), count, plain.data());
         ASSERT_EQ(pcx_code_plane(plane.data(), count, fast.data()), size);
         ASSERT_TRUE(std::equal(plain.begin(), plain.begin() + size, fast.begin())) << "seed " << seed;
         // Decoded in lines that split runs, from a chunk that ends with the data.
-        ChunkReader a = {-1, fast.data(), size, 0, size, true};
-        ChunkReader b = {-1, plain.data(), size, 0, size, true};
+        ChunkReader a = {-1, fast.data(), 0, size, true, false};
+        ChunkReader b = {-1, plain.data(), 0, size, true, false};
         const u32 length = 1 + seed % 97;
         Bytes line_a(length + kPcxLineSlack);
         Bytes line_b(length);

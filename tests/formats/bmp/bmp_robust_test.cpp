@@ -28,11 +28,8 @@ TEST(BmpRobust, FailingAllocationsOfALoadAndASave)
     }
     for (const int format : {1, 12}) {
         const int handle = make_image(50, 9, 8, 1);
-        check_allocations([=] {
-            const i16 result = IMG_save_bitmap(handle, "out.bmp", static_cast<i16>(format), 1, 1, 1, 1);
-            // A row that can't be coded for want of memory counts as one that could not be written.
-            return format == 12 && result == kShortWrite ? i16{kOutOfMemory} : result;
-        });
+        check_allocations(
+            [=] { return IMG_save_bitmap(handle, "out.bmp", static_cast<i16>(format), 1, 1, 1, 1); });
         IMG_delete_bitmap(handle);
     }
 }
@@ -41,10 +38,8 @@ TEST(BmpRobust, ShortWrites)
 {
     for (const int format : {1, 12}) {
         const int handle = make_image(50, 9, 4, 1);
-        // Nobody looks at how the end-of-bitmap code was written.
         check_short_writes(
-            [=] { return IMG_save_bitmap(handle, "out.bmp", static_cast<i16>(format), 1, 1, 1, 1); },
-            format == 12 ? -1 : 0);
+            [=] { return IMG_save_bitmap(handle, "out.bmp", static_cast<i16>(format), 1, 1, 1, 1); });
         IMG_delete_bitmap(handle);
     }
 }
