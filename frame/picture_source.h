@@ -39,6 +39,10 @@ struct PictureSource {
 // that looks at what stands behind a row copies it first.
 const u8* row_take(PictureSource& source, i32 row);
 
+// The same for rows `row` to `row + count - 1`, which lie one behind the other in the image; null where they
+// must be taken one by one.
+const u8* rows_take(const PictureSource& source, i32 row, i32 count);
+
 // The frame's row source: `user_data` is a RowContext. What lies outside the image reads as zero bytes.
 void frame_row_source(void* user_data, void* destination, i16 row, i16 length);
 
@@ -65,5 +69,8 @@ ErrorCode write_rows(PictureSource& source, StreamWriter& out, RowOrder order, P
     progress_rows_done();
     return kOk;
 }
+
+// The row loop of an encoder that writes the first `bytes` bytes of each row, the bottom row first.
+ErrorCode write_plain_rows(PictureSource& source, StreamWriter& out, u32 bytes);
 
 }  // namespace orv

@@ -151,8 +151,7 @@ ErrorCode put_rows(StreamWriter& out, PictureSource& source, Compression compres
     if (compression != kPlain) {
         return put_coded_rows(out, source, compression);
     }
-    return write_rows(source, out, RowOrder::BottomFirst,
-                      [&](const u8* row) { put_bytes(out, row, source.stride); });
+    return write_plain_rows(source, out, source.stride);
 }
 
 i16 write_picture(StreamHandle stream, const ImageHeader& header, PictureSource& source,

@@ -70,8 +70,7 @@ i16 tga_write_image(StreamHandle stream, ImageHeader& header, PictureSource& sou
         put_map(out, header.palette);
     }
     progress_bump();
-    const ErrorCode rows = write_rows(source, out, RowOrder::BottomFirst,
-                                      [&](const u8* row) { put_bytes(out, row, source.row_bytes); });
+    const ErrorCode rows = write_plain_rows(source, out, source.row_bytes);
     if (rows != kOk) {
         return rows;
     }

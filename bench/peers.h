@@ -1,0 +1,21 @@
+// Other programs' libraries as benchmarks run them. Each stands in a file of its own: their headers name the
+// same things.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace orv::bench
+{
+
+enum class PeerFormat { Bmp, Tga, Tiff, Pict, Jpeg, Gif };
+
+// Decode a file in memory to the library's own picture. False where it does not.
+bool freeimage_load(const std::uint8_t* file, std::size_t size, PeerFormat format);
+bool leptonica_load(const std::uint8_t* file, std::size_t size);
+
+// FreeImage's picture of a BMP file, kept until the process ends, and its encoding to memory.
+void* freeimage_picture(const std::uint8_t* bmp, std::size_t size);
+bool freeimage_save(void* picture, PeerFormat format);
+
+}  // namespace orv::bench
