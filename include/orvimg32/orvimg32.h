@@ -6,8 +6,11 @@
  * lines to the caller's callbacks, a writer pulls scan lines from one, and no handle is involved.
  *
  * Every function that returns int16_t returns a negative OrvResult code on failure and zero, a
- * handle or a count on success, as its comment says. The library is single-threaded: one load or
- * save runs at a time, and a callback must not call back into the library.
+ * handle or a count on success, as its comment says.
+ *
+ * Calls of several threads are put in order by the library: one runs at a time. From inside a callback
+ * a load, a save and an operation are refused with ORV_NOT_SUPPORTED, and so is deleting or drawing the
+ * image in use; everything else works.
  *
  * Plain C99; C++ programs may include it as it is.
  */
@@ -209,7 +212,7 @@ ORV_API int16_t IMG_decompress_bitmap_mem(void* block, int16_t page);
  * knows the data, or its depth or size can't be carried); ORV_NOT_CREATED (planar TIFF: "plane.tmp"
  * can't be made in the current directory); ORV_NO_SUCH_PAGE (TIFF and fax files); or the negative
  * result of the HeaderCallback. Damaged pixel data rarely fails: rows that it does not give are not
- * delivered.
+ * delivered, and orv_load_report (extra.h) counts them.
  */
 ORV_API int16_t IMGLOW_decompress_bitmap(int32_t stream, uint32_t offset, int16_t page,
                                          RowCallback row_callback, void* user_data,
@@ -224,7 +227,8 @@ ORV_API int16_t IMGLOW_decompress_bitmap_mem(void* block, int16_t page, RowCallb
  * biSize bytes (none at 24 bits), then the rows, bottom row first, each padded to a multiple of 4
  * bytes. The bitmap is copied and stays the caller's.
  * Result: the handle; ORV_OUT_OF_MEMORY; ORV_BAD_DATA (null, width or height below 1, biSize below
- * 40); ORV_NOT_SUPPORTED (depth other than 1, 4, 8, 24, size above 32767, row above 32,764 bytes).
+ * 40); ORV_NOT_SUPPORTED (biCompression other than 0, depth other than 1, 4, 8, 24, size above 32767, row
+ * above 32,764 bytes).
  */
 ORV_API int16_t IMG_create_handle(const ImageHeader* image);
 
@@ -244,9 +248,9 @@ ORV_API int16_t IMGLOW_get_filetype(const char* file_name);
 ORV_API int16_t IMG_get_filetype_fd(int32_t stream);
 
 /*
- * Details of the last load: the address of the library's one ExtraInfo, valid for the life of the
- * process and changed by the next load. Never null. A stored_y_resolution of 0 is set to
- * y_resolution by this call.
+ * Details of the calling thread's last load: the address of its ExtraInfo, valid for the life of the
+ * thread and changed by its next load. Never null. A stored_y_resolution of 0 is set to y_resolution by
+ * this call.
  */
 ORV_API void* IMG_get_extra_info(void);
 
@@ -267,7 +271,10 @@ ORV_API int16_t IMG_dcx_page_count(int32_t stream);
 
 /* ------------------------------------------------------ handles and records ---- */
 
-/* Releases an image and all that belongs to it. Result: 0 or ORV_BAD_HANDLE. */
+/*
+ * Releases an image and all that belongs to it. Result: 0; ORV_BAD_HANDLE; ORV_NOT_SUPPORTED from inside
+ * a callback of the save or operation that uses the image.
+ */
 ORV_API int16_t IMG_delete_bitmap(int32_t handle);
 
 /*
