@@ -1,14 +1,13 @@
 #include "formats.h"
 
 #include <algorithm>
-#include <array>
-#include <cctype>
 #include <charconv>
 #include <string_view>
 #include <vector>
 
 #include "orvimg32/orvimg32.h"
 #include "orvimg32/sized.h"
+#include "text.h"
 
 namespace orvimg
 {
@@ -16,59 +15,40 @@ namespace orvimg
 namespace
 {
 
-constexpr Format kFormats[] = {
-    {ORV_FORMAT_TIFF, "tiff", " tif tiff-raw ", " tif tiff ", true, "TIFF, uncompressed",
-     "TIFF, uncompressed or PackBits"},
-    {ORV_FORMAT_BMP, "bmp", " dib ", " bmp dib ", false, "BMP, uncompressed", "BMP, uncompressed"},
-    {ORV_FORMAT_PCX, "pcx", " ", " pcx ", false, "PCX", "PCX"},
-    {ORV_FORMAT_TGA, "tga", " targa ", " tga ", false, "TGA", "TGA"},
-    {ORV_FORMAT_GIF, "gif", " ", " gif ", false, "GIF", "GIF"},
-    {ORV_FORMAT_WPG, "wpg", " ", " wpg ", false, "WPG", "WPG"},
-    {ORV_FORMAT_WMF, "wmf", " ", " wmf ", false, "WMF", "WMF"},
-    {ORV_FORMAT_TIFF_HUFFMAN, "tiff-huffman", " tiff-mh ", " ", true, "TIFF, fax coding Modified Huffman",
-     "TIFF, fax coding Modified Huffman"},
-    {ORV_FORMAT_TIFF_T4, "tiff-t4", " tiff-g3 tiff-fax ", " ", true, "TIFF, fax coding T.4 (group 3)",
-     "TIFF, fax coding T.4 or Modified Huffman"},
-    {ORV_FORMAT_TIFF_LZW, "tiff-lzw", " ", " ", false, "TIFF, LZW", "TIFF, LZW"},
-    {ORV_FORMAT_TIFF_T6, "tiff-t6", " tiff-g4 ", " ", true, "TIFF, fax coding T.6 (group 4)",
-     "TIFF, fax coding T.6"},
-    {ORV_FORMAT_DCX, "dcx", " ", " dcx ", true, "DCX, pages of PCX", "DCX"},
-    {ORV_FORMAT_BMP_RLE, "bmp-rle", " rle ", " ", false, "BMP, run-length compressed",
-     "BMP, run-length compressed"},
-    {ORV_FORMAT_JPEG, "jpeg", " jpg ", " jpg jpeg ", false, "JPEG", "JPEG"},
-    {ORV_FORMAT_EPS, "eps", " ps postscript ", " eps ", false, "PostScript program", "EPS, its TIFF preview"},
-    {ORV_FORMAT_PICT, "pict", " pct ", " pct pict ", false, "PICT", "PICT"},
-};
+using namespace std::string_view_literals;
 
-std::string lower(std::string text)
-{
-    std::ranges::transform(text, text.begin(),
-                           [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return text;
-}
+// A new format is a row here. Why a file of it may not be read is told by a row of unread.cpp.
+//
+// {number, name, other names, extensions, extension, magic, has pages, saved as, loaded as}
+constexpr Format kFormats[] = {
+    {ORV_FORMAT_TIFF, "tiff", " tif tiff-raw ", " tif tiff ", "tif", "II*\0"sv, true, "TIFF, uncompressed",
+     "TIFF, uncompressed or PackBits"},
+    {ORV_FORMAT_BMP, "bmp", " dib ", " bmp dib ", "bmp", ""sv, false, "BMP, uncompressed", "BMP, uncompressed"},
+    {ORV_FORMAT_PCX, "pcx", " ", " pcx ", "pcx", ""sv, false, "PCX", "PCX"},
+    {ORV_FORMAT_TGA, "tga", " targa ", " tga ", "tga", ""sv, false, "TGA", "TGA"},
+    {ORV_FORMAT_GIF, "gif", " ", " gif ", "gif", "GIF89a"sv, false, "GIF", "GIF"},
+    {ORV_FORMAT_WPG, "wpg", " ", " wpg ", "wpg", "\xFFWPC"sv, false, "WPG", "WPG"},
+    {ORV_FORMAT_WMF, "wmf", " ", " wmf ", "wmf", ""sv, false, "WMF", "WMF"},
+    {ORV_FORMAT_TIFF_HUFFMAN, "tiff-huffman", " tiff-mh ", " ", "tif", "II*\0"sv, true,
+     "TIFF, fax coding Modified Huffman", "TIFF, fax coding Modified Huffman"},
+    {ORV_FORMAT_TIFF_T4, "tiff-t4", " tiff-g3 tiff-fax ", " ", "tif", "II*\0"sv, true,
+     "TIFF, fax coding T.4 (group 3)", "TIFF, fax coding T.4 or Modified Huffman"},
+    {ORV_FORMAT_TIFF_LZW, "tiff-lzw", " ", " ", "tif", "II*\0"sv, false, "TIFF, LZW", "TIFF, LZW"},
+    {ORV_FORMAT_TIFF_T6, "tiff-t6", " tiff-g4 ", " ", "tif", "II*\0"sv, true, "TIFF, fax coding T.6 (group 4)",
+     "TIFF, fax coding T.6"},
+    {ORV_FORMAT_DCX, "dcx", " ", " dcx ", "dcx", ""sv, true, "DCX, pages of PCX", "DCX"},
+    {ORV_FORMAT_BMP_RLE, "bmp-rle", " rle ", " ", "bmp", ""sv, false, "BMP, run-length compressed",
+     "BMP, run-length compressed"},
+    {ORV_FORMAT_JPEG, "jpeg", " jpg ", " jpg jpeg ", "jpg", "\xFF\xD8\xFF"sv, false, "JPEG", "JPEG"},
+    {ORV_FORMAT_EPS, "eps", " ps postscript ", " eps ", "eps", "\xC5\xD0\xD3\xC6"sv, false,
+     "PostScript program", "EPS, its TIFF preview"},
+    {ORV_FORMAT_PICT, "pict", " pct ", " pct pict ", "pct", ""sv, false, "PICT", "PICT"},
+};
 
 bool holds_word(const char* words, const std::string& word)
 {
     return word.find(' ') == std::string::npos &&
            std::string_view(words).find(" " + word + " ") != std::string_view::npos;
-}
-
-// Levenshtein distance: single letters to put in, take out or change.
-size_t edit_distance(std::string_view a, std::string_view b)
-{
-    std::vector<size_t> row(b.size() + 1);
-    for (size_t j = 0; j <= b.size(); ++j)
-        row[j] = j;
-    for (size_t i = 1; i <= a.size(); ++i) {
-        size_t diagonal = row[0];
-        row[0] = i;
-        for (size_t j = 1; j <= b.size(); ++j) {
-            const size_t changed = diagonal + (a[i - 1] == b[j - 1] ? 0 : 1);
-            diagonal = row[j];
-            row[j] = std::min({changed, row[j] + 1, row[j - 1] + 1});
-        }
-    }
-    return row.back();
 }
 
 // A picture of 8 by 8 black pixels, or a negative code.
@@ -116,23 +96,6 @@ bool reader_answers(std::string_view first_bytes)
     return load_result({first_bytes.begin(), first_bytes.end()}) != ORV_NOT_SUPPORTED;
 }
 
-std::string_view first_bytes_of(int16_t format)
-{
-    using namespace std::string_view_literals;
-    switch (format) {
-    case ORV_FORMAT_TIFF:
-    case ORV_FORMAT_TIFF_HUFFMAN:
-    case ORV_FORMAT_TIFF_T4:
-    case ORV_FORMAT_TIFF_LZW:
-    case ORV_FORMAT_TIFF_T6: return "II*\0"sv;
-    case ORV_FORMAT_GIF: return "GIF89a"sv;
-    case ORV_FORMAT_WPG: return "\xFFWPC"sv;
-    case ORV_FORMAT_JPEG: return "\xFF\xD8\xFF"sv;
-    case ORV_FORMAT_EPS: return "\xC5\xD0\xD3\xC6"sv;
-    default: return {};
-    }
-}
-
 }  // namespace
 
 std::span<const Format> all_formats()
@@ -170,19 +133,18 @@ const Format* format_by_file_name(const std::string& file_name)
     return found == std::end(kFormats) ? nullptr : found;
 }
 
+std::vector<std::string> format_names()
+{
+    std::vector<std::string> names;
+    for (const Format& format : kFormats) {
+        names.emplace_back(format.name);
+    }
+    return names;
+}
+
 std::string format_suggestion(const std::string& name)
 {
-    constexpr size_t kFarthest = 4;
-    const Format* best = nullptr;
-    size_t best_distance = std::min(kFarthest, name.size());
-    for (const Format& format : kFormats) {
-        const size_t distance = edit_distance(lower(name), format.name);
-        if (distance < best_distance) {
-            best_distance = distance;
-            best = &format;
-        }
-    }
-    return best == nullptr ? "" : std::string(", did you mean ") + best->name + "?";
+    return did_you_mean(name, format_names());
 }
 
 unsigned depth_bit(int bits)
@@ -198,31 +160,36 @@ unsigned depth_bit(int bits)
 
 std::string depth_list(unsigned depths)
 {
-    std::vector<const char*> names;
-    for (const auto& [bit, name] : {std::pair{kDepth1, "1"}, {kDepth4, "4"}, {kDepth8, "8"}, {kDepth24, "24"}})
-        if ((depths & bit) != 0)
-            names.push_back(name);
-    std::string text;
-    for (size_t i = 0; i < names.size(); ++i)
-        text += std::string(i == 0 ? "" : i + 1 == names.size() ? " or " : ", ") + names[i];
-    return text;
+    std::vector<std::string> names;
+    for (const int bits : {1, 4, 8, 24}) {
+        if ((depths & depth_bit(bits)) != 0) {
+            names.push_back(std::to_string(bits));
+        }
+    }
+    return either(names);
 }
 
 unsigned depths_written(int16_t format)
 {
     unsigned depths = kNoDepth;
     std::vector<uint8_t> file;
-    for (const int bits : {1, 4, 8, 24})
-        if (save_tiny(format, bits, file) != ORV_NOT_SUPPORTED)
+    for (const int bits : {1, 4, 8, 24}) {
+        if (save_tiny(format, bits, file) != ORV_NOT_SUPPORTED) {
             depths |= depth_bit(bits);
+        }
+    }
     return depths;
+}
+
+bool can_write(const Format& format)
+{
+    return depths_written(format.number) != kNoDepth;
 }
 
 bool can_read(const Format& format)
 {
-    const std::string_view first_bytes = first_bytes_of(format.number);
-    if (!first_bytes.empty())
-        return reader_answers(first_bytes);
+    if (!format.magic.empty())
+        return reader_answers(format.magic);
     std::vector<uint8_t> file;
     for (const int bits : {1, 4, 8, 24})
         if (save_tiny(format.number, bits, file) >= 0 && load_result(file) >= 0)

@@ -1,9 +1,11 @@
 // orvimg info: what a file holds. It streams, so nothing of a picture is kept but its header.
+#include "info.h"
+
 #include <algorithm>
 #include <cstdio>
-#include <string_view>
 
 #include "commands.h"
+#include "orvimg32/sized.h"
 #include "report.h"
 
 namespace orvimg
@@ -14,25 +16,6 @@ namespace
 
 // Finding a page takes longer the further back it lies, so of endless files the first pages are listed.
 constexpr int kMostListed = 1000;
-
-// What is told of one page.
-struct PageInfo {
-    int page = 1;
-    int code = ORV_OK;  // why it can't be read
-    bool has_header = false;
-    Size size;
-    ExtraInfo extra = {};
-};
-
-struct FileInfo {
-    std::string name;
-    std::string trouble;  // why nothing can be told
-    std::string format_name;
-    std::string format_words;
-    int format_number = -1;
-    int page_count = 0;
-    std::vector<PageInfo> pages;
-};
 
 int16_t take_header(ImageHeader* header, void* page)
 {
@@ -47,21 +30,23 @@ int16_t drop_row(const void*, void*, int16_t, int16_t)
     return ORV_OK;
 }
 
-// Decodes the rows too: some readers tell the exact format only then.
+// Decodes the rows too: some readers tell the exact format only then, and damage shows.
 PageInfo info_of_page(const PictureFile& file, int page)
 {
     PageInfo info;
     info.page = page;
-    const int16_t result = IMGLOW_decompress_bitmap(file.descriptor(), 0, static_cast<int16_t>(page - 1),
-                                                    drop_row, &info, take_header);
-    info.code = info.has_header ? 0 : result;
+    info.code = IMGLOW_decompress_bitmap_mem_sized(
+        file.bytes().data(), file.size(), static_cast<int16_t>(page - 1), drop_row, &info, take_header);
+    info.condition = last_condition();
     info.extra = *static_cast<const ExtraInfo*>(IMG_get_extra_info());
+    if (info.code < 0) {
+        info.trouble = file.trouble(page, info.code);
+    } else if (info.condition.is_empty()) {
+        info.trouble = file.emptiness(page, info.condition, info.code);
+    } else {
+        info.code = ORV_OK;
+    }
     return info;
-}
-
-bool is_doubled(const ExtraInfo& extra)
-{
-    return extra.stored_y_resolution != extra.y_resolution;
 }
 
 // The EPS reader hands over to the TIFF reader, which then speaks for the format.
@@ -76,45 +61,55 @@ void name_format(FileInfo& info, const PictureFile& file, const PageInfo& page)
                                             : format->loaded_as;
 }
 
-FileInfo info_of_file(const std::string& name, std::optional<int> only_page)
+void look_at_pages(FileInfo& info, PictureFile& file, const Options& options)
+{
+    info.page_count = file.page_count();
+    const int only_page = options.page;
+    file.require_page(std::max(only_page, 1));
+    const int first = std::max(only_page, 1);
+    const int last = only_page > 0 ? only_page : std::min(info.page_count, kMostListed);
+    for (int page = first; page <= last; ++page) {
+        info.pages.push_back(info_of_page(file, page));
+    }
+    const PageInfo& shown = info.pages.front();
+    if (shown.code < 0 && info.pages.size() == 1) {
+        throw Failure("cannot read " + file.page_name(shown.page), shown.trouble, shown.code);
+    }
+    name_format(info, file, shown);
+}
+
+FileInfo info_of_file(const std::string& name, const Options& options)
 {
     FileInfo info;
     info.name = name;
     try {
         PictureFile file(name);
-        info.page_count = file.detected() < 0 ? 1 : file.page_count();
-        file.require_page(only_page.value_or(1));
-        const int first = only_page.value_or(1);
-        const int last = only_page.value_or(std::min(info.page_count, kMostListed));
-        for (int page = first; page <= last; ++page)
-            info.pages.push_back(info_of_page(file, page));
-        const PageInfo& shown = info.pages.front();
-        if (shown.code < 0 && info.pages.size() == 1)
-            info.trouble = "cannot read " + name + ": " + file.trouble(shown.code);
-        name_format(info, file, shown);
+        look_at_pages(info, file, options);
     } catch (const Failure& failure) {
         info.trouble = failure.what();
+        info.code = failure.code;
     }
     return info;
 }
 
-// ---- as text
-
 std::string resolution_text(const ExtraInfo& extra)
 {
-    if (extra.x_resolution == 0 && extra.y_resolution == 0)
+    if (extra.x_resolution == 0 && extra.y_resolution == 0) {
         return "not given";
+    }
     const std::string x = std::to_string(extra.x_resolution) + " x ";
-    if (!is_doubled(extra))
+    if (!is_doubled(extra)) {
         return x + std::to_string(extra.y_resolution) + " dpi";
+    }
     return x + std::to_string(extra.y_resolution) + " dpi (stored as " + x +
            std::to_string(extra.stored_y_resolution) + ", each line doubled)";
 }
 
 std::string size_text(const PageInfo& page)
 {
-    if (page.code < 0)
-        return words_for(page.code);
+    if (page.code < 0) {
+        return with_code("can't be read: " + page.trouble, page.code);
+    }
     return std::to_string(page.size.width) + " x " + std::to_string(page.size.height) + " pixels, " +
            counted(page.size.bits, "bit");
 }
@@ -123,109 +118,83 @@ void print_text(const FileInfo& info)
 {
     const PageInfo& first = info.pages.front();
     std::printf("%s: %s\n", info.name.c_str(), info.format_words.c_str());
-    if (first.page != 1)
+    if (first.page != 1) {
         std::printf("  page        %d\n", first.page);
+    }
     std::printf("  size        %s\n", size_text(first).c_str());
     std::printf("  resolution  %s\n", resolution_text(first.extra).c_str());
+    if (info.pages.size() == 1 && first.condition.is_damaged()) {
+        std::printf("  damage      %s\n", first.condition.words().c_str());
+    }
     std::printf("  pages       %d\n", info.page_count);
-    if (info.pages.size() < 2)
+    if (info.pages.size() < 2) {
         return;
+    }
     for (const PageInfo& page : info.pages) {
         const std::string resolution = page.code < 0 ? "" : ", " + resolution_text(page.extra);
-        std::printf("    %-4d      %s%s\n", page.page, size_text(page).c_str(), resolution.c_str());
+        const std::string damage =
+            page.code < 0 || !page.condition.is_damaged() ? "" : "; " + page.condition.words();
+        std::printf("    %-4d      %s%s%s\n", page.page, size_text(page).c_str(), resolution.c_str(),
+                    damage.c_str());
     }
-    if (info.page_count > kMostListed)
+    if (info.page_count > kMostListed) {
         std::printf("    ...       %d more; --page N tells of one\n", info.page_count - kMostListed);
-}
-
-// ---- as JSON
-
-// File names are any bytes; what is no UTF-8 becomes the replacement character.
-std::string json_text(std::string_view text)
-{
-    std::string quoted = "\"";
-    for (size_t i = 0; i < text.size();) {
-        const unsigned char c = static_cast<unsigned char>(text[i]);
-        const size_t length = c < 0x80                ? 1
-                              : c >= 0xC2 && c < 0xE0 ? 2
-                              : c >= 0xE0 && c < 0xF0 ? 3
-                              : c >= 0xF0 && c < 0xF5 ? 4
-                                                      : 0;
-        size_t have = length == 0 ? 0 : 1;
-        while (have < length && i + have < text.size() &&
-               (static_cast<unsigned char>(text[i + have]) & 0xC0) == 0x80)
-            ++have;
-        if (length == 0 || have < length) {
-            quoted += "\\ufffd";
-            ++i;
-            continue;
-        }
-        if (c == '"' || c == '\\') {
-            quoted += {'\\', static_cast<char>(c)};
-        } else if (c < 0x20) {
-            char code[8];
-            std::snprintf(code, sizeof code, "\\u%04x", static_cast<unsigned>(c));
-            quoted += code;
-        } else {
-            quoted += text.substr(i, length);
-        }
-        i += length;
     }
-    return quoted + "\"";
 }
 
-std::string json_page(const PageInfo& page)
+// A failure weighs more than damage. Says on stderr what is wrong.
+int judge(const FileInfo& info, const Options& options)
 {
-    std::string text = "{\"page\": " + std::to_string(page.page);
-    if (page.code < 0)
-        return text + ", \"error\": " + json_text(words_for(page.code)) +
-               ", \"code\": " + std::to_string(page.code) + "}";
-    const ExtraInfo& extra = page.extra;
-    text += ", \"width\": " + std::to_string(page.size.width) +
-            ", \"height\": " + std::to_string(page.size.height) +
-            ", \"bits\": " + std::to_string(page.size.bits) +
-            ", \"x_resolution\": " + std::to_string(extra.x_resolution) +
-            ", \"y_resolution\": " + std::to_string(extra.y_resolution) +
-            ", \"stored_y_resolution\": " + std::to_string(extra.stored_y_resolution) +
-            ", \"lines_doubled\": " + (is_doubled(extra) ? "true" : "false") + "}";
-    return text;
+    if (!info.trouble.empty()) {
+        print_error(info.trouble);
+        return kExitFailure;
+    }
+    int status = kExitDone;
+    for (const PageInfo& page : info.pages) {
+        const bool is_damaged = page.condition.is_damaged();
+        if (page.code < 0 || (is_damaged && options.strict)) {
+            status = kExitFailure;
+        } else if (is_damaged && status == kExitDone) {
+            status = kExitDamaged;
+        }
+    }
+    if (status != kExitDone) {
+        print_note(options, std::string(status == kExitFailure ? "" : "warning: ") + info.name +
+                                ": pages are damaged or can't be read");
+    }
+    return status;
 }
 
-std::string json_file(const FileInfo& info)
+// The worse of two statuses.
+int worse(int a, int b)
 {
-    const std::string start = "{\"file\": " + json_text(info.name);
-    if (!info.trouble.empty())
-        return start + ", \"error\": " + json_text(info.trouble) + "}";
-    std::string pages;
-    for (const PageInfo& page : info.pages)
-        pages += (pages.empty() ? "\n    " : ",\n    ") + json_page(page);
-    return start + ", \"format\": " + json_text(info.format_name) +
-           ", \"format_number\": " + std::to_string(info.format_number) +
-           ", \"description\": " + json_text(info.format_words) +
-           ", \"page_count\": " + std::to_string(info.page_count) + ",\n   \"pages\": [" + pages + "]}";
+    const auto rank = [](int status) { return status == kExitDone ? 0 : status == kExitDamaged ? 1 : 2; };
+    return rank(a) >= rank(b) ? a : b;
 }
 
 }  // namespace
 
+bool is_doubled(const ExtraInfo& extra)
+{
+    return extra.stored_y_resolution != extra.y_resolution;
+}
+
 int run_info(const Options& options)
 {
     int status = kExitDone;
-    std::string json;
+    JsonFiles json(options.json_lines);
     for (const std::string& name : options.inputs) {
-        const FileInfo info = info_of_file(name, options.page);
-        const bool is_whole =
-            std::ranges::all_of(info.pages, [](const PageInfo& page) { return page.code >= 0; });
-        if (!info.trouble.empty() || !is_whole)
-            status = kExitFailure;
-        if (!info.trouble.empty())
-            print_error(info.trouble);
-        if (options.json)
-            json += (json.empty() ? "\n  " : ",\n  ") + json_file(info);
-        else if (info.trouble.empty())
+        const FileInfo info = info_of_file(name, options);
+        status = worse(status, judge(info, options));
+        if (options.json) {
+            json.add(info);
+        } else if (info.trouble.empty()) {
             print_text(info);
+        }
     }
-    if (options.json)
-        std::printf("[%s\n]\n", json.c_str());
+    if (options.json) {
+        json.finish();
+    }
     return status;
 }
 

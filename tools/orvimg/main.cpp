@@ -1,10 +1,14 @@
 // orvimg: the library's work from the command line.
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdio>
 #include <exception>
 #include <new>
 
-#include "commands.h"
+#include "command_line.h"
 #include "orvimg32/orvimg32.h"
+#include "process.h"
 #include "report.h"
 
 using namespace orvimg;
@@ -12,25 +16,30 @@ using namespace orvimg;
 namespace
 {
 
-int run(const Options& options)
-{
-    switch (options.command) {
-    case Command::Info: return run_info(options);
-    case Command::Convert: return run_convert(options);
-    case Command::Split: return run_split(options);
-    case Command::Merge: return run_merge(options);
-    case Command::Formats: return run_formats();
-    case Command::View: return run_view(options);
-    }
-    return kExitUsage;
-}
-
-// What was printed may still fail to arrive, on a full disk for one.
+// What was printed may still fail to arrive, on a full disk for one, and that may show only at the close.
 int finish(int status)
 {
-    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0)
+    const bool is_flushed = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
+    if (is_flushed && (close(STDOUT_FILENO) == 0 || errno == EBADF)) {
         return status;
-    print_error("cannot write to the standard output");
+    }
+    print_error(with_code("cannot write to the standard output: " + system_words(), ORV_SHORT_WRITE));
+    return kExitFailure;
+}
+
+int run(const std::vector<std::string>& words)
+{
+    try {
+        const CommandLine line = parse_command_line(words);
+        return line.command == nullptr ? kExitDone : line.command->run(line.options);
+    } catch (const UsageError& error) {
+        print_error(error.what());
+        return kExitUsage;
+    } catch (const std::bad_alloc&) {
+        print_error(with_code(words_for(ORV_OUT_OF_MEMORY), ORV_OUT_OF_MEMORY));
+    } catch (const std::exception& error) {
+        print_error(error.what());
+    }
     return kExitFailure;
 }
 
@@ -38,18 +47,9 @@ int finish(int status)
 
 int main(int argc, char** argv)
 {
-    try {
-        Options options;
-        if (const std::optional<int> status = parse_options(argc, argv, options))
-            return finish(*status);
-        return finish(run(options));
-    } catch (const UsageError& error) {
-        print_error(error.what());
-        return kExitUsage;
-    } catch (const std::bad_alloc&) {
-        print_error(words_for(ORV_OUT_OF_MEMORY));
-    } catch (const std::exception& error) {
-        print_error(error.what());
-    }
-    return kExitFailure;
+    start_process();
+    enter_private_folder();
+    const int status = finish(run({argv + 1, argv + argc}));
+    leave_private_folder();
+    return status;
 }

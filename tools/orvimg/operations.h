@@ -14,23 +14,33 @@ namespace orvimg
 enum class Action : uint8_t { Plain, Crop, Rotate, Resize, Contrast, Brightness, Sharpen };
 
 struct OperationKind {
-    const char* name;  // the option, with its word where it takes one: "--dither bayer"
+    const char* option;
+    const char* word;  // where the option takes one of a few words: this one; otherwise ""
     Action action;
     unsigned depths;          // DepthSet: what it takes
     int result_bits;          // depth afterwards; 0: the same
     int16_t (*run)(int32_t);  // of a plain action
+    int lowest;               // of the number that it takes, both 0 where it takes none
+    int highest;
+    const char* value;  // how help calls what it takes; "" where that is a word or nothing
+    const char* help;
 };
 
 // One operation as it stands on the command line.
 struct Operation {
     const OperationKind* kind = nullptr;
     std::string text;  // as it was written, for messages
-    int values[4] = {0, 0, 0,
-                     0};  // Crop: x, y, width, height; Resize: width, height, 0 where left out; else one number
+    // Crop: x, y, width, height; Resize: width, height, percent, 0 where left out; else one number
+    int values[4] = {0, 0, 0, 0};
 };
 
-// By the option's name and word; null for a word that is none.
-const OperationKind* operation_kind(const std::string& name);
+std::span<const OperationKind> all_operations();
+const OperationKind* operation_by_option(const std::string& option);  // the first of that option; may be null
+bool takes_value(const OperationKind& kind);
+std::vector<std::string> operation_words(const std::string& option);  // that it takes, if it takes words
+
+// Of an option that exists. Throws UsageError.
+Operation operation_of(const std::string& option, const std::string& value);
 
 // Runs them in their order. Throws Failure; the picture is then not to be used. `source` names the picture.
 class Progress;

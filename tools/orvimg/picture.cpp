@@ -1,17 +1,10 @@
 #include "picture.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <utility>
 
-#include "formats.h"
 #include "orvimg32/host.h"
-#include "report.h"
 
 namespace orvimg
 {
@@ -148,81 +141,6 @@ int16_t Picture::cut(int left, int top, int width, int height)
         return part;
     *this = Picture(part);
     return ORV_OK;
-}
-
-PictureFile::PictureFile(std::string name) : name_(std::move(name))
-{
-    descriptor_ = open(name_.c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor_ < 0)
-        throw Failure("cannot read " + name_ + ": " + with_code(std::strerror(errno), ORV_UNREADABLE));
-    struct stat about = {};
-    if (fstat(descriptor_, &about) != 0 || !S_ISREG(about.st_mode)) {
-        close(descriptor_);
-        const char* what = S_ISDIR(about.st_mode) ? "it is a directory" : "it is not an ordinary file";
-        throw Failure("cannot read " + name_ + ": " + with_code(what, ORV_UNREADABLE));
-    }
-    detected_ = IMG_get_filetype_fd(descriptor_);
-    char magic[8] = {};
-    is_fax_ = pread(descriptor_, magic, sizeof magic, 0) == sizeof magic &&
-              std::memcmp(magic, "ORVNFAX ", sizeof magic) == 0;
-}
-
-PictureFile::~PictureFile()
-{
-    close(descriptor_);
-}
-
-int PictureFile::page_count()
-{
-    if (page_count_ == 0) {
-        int count = 1;
-        if (detected_ == ORV_FORMAT_TIFF)
-            count = IMG_tiff_page_count(descriptor_);
-        else if (detected_ == ORV_FORMAT_DCX)
-            count = IMG_dcx_page_count(descriptor_);
-        if (count < 0)
-            throw Failure("cannot count the pages of " + name_ + ": " + trouble(count));
-        page_count_ = std::max(count, 1);
-    }
-    return page_count_;
-}
-
-// Formats without pages read their one picture whatever page is asked for, so this is asked first. The
-// first page is always worth a try, also where the pages behind it can't be counted.
-void PictureFile::require_page(int page)
-{
-    if (page > 1 && page > page_count())
-        throw Failure(name_ + " has " + counted(page_count(), "page") + ", " +
-                      with_code("there is no page " + std::to_string(page), ORV_NO_SUCH_PAGE));
-}
-
-Picture PictureFile::load(int page)
-{
-    require_page(page);
-    const int16_t handle = IMG_decompress_bitmap_fd(descriptor_, 0, static_cast<int16_t>(page - 1));
-    if (handle < 0) {
-        const std::string which = page > 1 ? "page " + std::to_string(page) + " of " : "";
-        throw Failure("cannot read " + which + name_ + ": " + trouble(handle));
-    }
-    return Picture(handle);
-}
-
-std::string PictureFile::trouble(int code) const
-{
-    const Format* format = format_by_number(detected_);
-    const std::string kind = is_fax_ ? "fax" : format == nullptr ? "unknown" : format->name;
-    if (code == ORV_NOT_SUPPORTED && format == nullptr)
-        return with_code("not a picture that OrvImg32 knows", code);
-    if (code == ORV_NOT_SUPPORTED && !(is_fax_ ? can_read_fax_files() : can_read(*format)))
-        return with_code("it looks like " + kind + ", which this build does not read", code);
-    if (code == ORV_NOT_SUPPORTED)
-        return with_code("it looks like " + kind + ", of a kind, depth or size that OrvImg32 does not carry",
-                         code);
-    if (code == ORV_BAD_DATA)
-        return with_code("it looks like " + kind + ", but the data is damaged", code);
-    if (code == ORV_NOT_CREATED)
-        return with_code("the temporary file plane.tmp can't be made in the current directory", code);
-    return words_for(code);
 }
 
 }  // namespace orvimg

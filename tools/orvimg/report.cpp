@@ -3,12 +3,20 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 
+#include "options.h"
 #include "orvimg32/orvimg32.h"
 
 namespace orvimg
 {
+
+Failure::Failure(const std::string& what, const std::string& why, int result_code)
+    : std::runtime_error(what + ": " + with_code(why, result_code)), code(result_code)
+{
+}
 
 std::string with_code(const std::string& text, int code)
 {
@@ -18,20 +26,25 @@ std::string with_code(const std::string& text, int code)
 std::string words_for(int code)
 {
     switch (code) {
-    case ORV_OUT_OF_MEMORY: return with_code("not enough memory", code);
-    case ORV_UNREADABLE: return with_code("it can't be read", code);
-    case ORV_BAD_DATA: return with_code("the data is not what its format requires", code);
-    case ORV_NO_BITMAP: return with_code("there is no bitmap", code);
-    case ORV_NOT_SUPPORTED: return with_code("not supported", code);
-    case ORV_BAD_HANDLE: return with_code("no such picture", code);
-    case ORV_NOT_CREATED: return with_code("the file can't be created or opened for writing", code);
-    case ORV_NO_SUCH_PAGE: return with_code("no such page", code);
-    case ORV_SHORT_WRITE: return with_code("the file could not be written to its end; is the disk full?", code);
-    default: return with_code("unknown trouble", code);
+    case ORV_OUT_OF_MEMORY: return "not enough memory";
+    case ORV_UNREADABLE: return "it can't be read";
+    case ORV_BAD_DATA: return "the data is not what its format requires";
+    case ORV_NO_BITMAP: return "there is no bitmap";
+    case ORV_NOT_SUPPORTED: return "not supported";
+    case ORV_BAD_HANDLE: return "no such picture";
+    case ORV_NOT_CREATED: return "the file can't be created or opened for writing";
+    case ORV_NO_SUCH_PAGE: return "no such page";
+    case ORV_SHORT_WRITE: return "the file could not be written to its end; is the disk full?";
+    default: return "unknown trouble";
     }
 }
 
-std::string counted(int count, const char* noun)
+std::string system_words()
+{
+    return std::strerror(errno);
+}
+
+std::string counted(int64_t count, const char* noun)
 {
     return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
@@ -41,7 +54,22 @@ void print_error(const std::string& text)
     std::fprintf(stderr, "orvimg: %s\n", text.c_str());
 }
 
-Progress::Progress(int parts) : parts_(std::max(parts, 1)), terminal_(isatty(STDERR_FILENO) == 1)
+void print_note(const Options& options, const std::string& text)
+{
+    if (!options.quiet) {
+        print_error(text);
+    }
+}
+
+void print_detail(const Options& options, const std::string& text)
+{
+    if (options.verbose) {
+        print_error(text);
+    }
+}
+
+Progress::Progress(int parts, bool is_quiet)
+    : parts_(std::max(parts, 1)), terminal_(!is_quiet && isatty(STDERR_FILENO) == 1)
 {
     IMG_set_callback(&Progress::report, this);
 }

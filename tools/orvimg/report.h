@@ -10,11 +10,18 @@ namespace orvimg
 {
 
 // Exit statuses of the program.
-enum ExitStatus : int { kExitDone = 0, kExitFailure = 1, kExitUsage = 2 };
+enum ExitStatus : int {
+    kExitDone = 0,
+    kExitFailure = 1,
+    kExitUsage = 2,
+    kExitDamaged = 3,
+    kExitInterrupted = 130
+};
 
-// Work that could not be done; the text says what and why.
+// Work that could not be done: "WHAT: WHY (CODE)".
 struct Failure : std::runtime_error {
-    using std::runtime_error::runtime_error;
+    Failure(const std::string& what, const std::string& why, int result_code);
+    int code;  // an OrvResult
 };
 
 // A command line that makes no sense.
@@ -28,11 +35,19 @@ std::string with_code(const std::string& text, int code);
 // Plain words for a result code, where nothing more exact is known.
 std::string words_for(int code);
 
+// What errno says.
+std::string system_words();
+
 // "1 page", "3 pages".
-std::string counted(int count, const char* noun);
+std::string counted(int64_t count, const char* noun);
 
 // "orvimg: TEXT" on stderr.
 void print_error(const std::string& text);
+
+// The same for what may be silenced by --quiet, and for what is told with --verbose alone.
+struct Options;
+void print_note(const Options& options, const std::string& text);
+void print_detail(const Options& options, const std::string& text);
 
 // A bar on stderr while encoders and operations report percentages; nothing where stderr is no terminal,
 // or where the work is done before anybody could read it. One at a time: it owns the library's progress
@@ -40,7 +55,7 @@ void print_error(const std::string& text);
 class Progress
 {
 public:
-    explicit Progress(int parts);
+    explicit Progress(int parts, bool is_quiet = false);
     ~Progress();
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;

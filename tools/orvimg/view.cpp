@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "commands.h"
+#include "picture_file.h"
 #include "report.h"
 
 namespace orvimg
@@ -145,12 +146,13 @@ void print_canvas(const Canvas& canvas, Colours colours)
 
 int run_view(const Options& options)
 {
+    int status = kExitDone;
     PictureFile file(options.inputs.front());
-    const Picture picture = file.load(options.page.value_or(1));
+    const Picture picture = load_page(file, options.page == 0 ? 1 : options.page, options, status);
     const ExtraInfo extra = *static_cast<const ExtraInfo*>(IMG_get_extra_info());
     const int columns = options.width > 0 ? options.width : terminal_columns();
     print_canvas(shrink(picture, extra, columns), terminal_colours());
-    return kExitDone;
+    return status;
 }
 
 }  // namespace orvimg

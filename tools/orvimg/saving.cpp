@@ -1,0 +1,82 @@
+#include "saving.h"
+
+#include <fcntl.h>
+
+#include "orvimg32/extra.h"
+#include "report.h"
+
+namespace orvimg
+{
+
+namespace
+{
+
+constexpr int32_t kWriteRtc = 1;
+constexpr int32_t kReportProgress = 1;
+constexpr int32_t kNoHandle = -1;
+
+// What the library is told of the options ahead of a job's first save. The settings are taken before the
+// handle is looked at, so none is needed for them.
+void save_settings(const Options& options, int page_total)
+{
+    const Resolution resolution = options.resolution.value_or(Resolution::Fine);
+    IMG_save_bitmap(kNoHandle, nullptr, options.format->number, static_cast<int16_t>(page_total),
+                    static_cast<int32_t>(resolution), kWriteRtc, kReportProgress);
+}
+
+// A depth that the format does not take is the one thing that the user can put right with an option.
+std::string trouble_with_depth(int bits, const Format& format)
+{
+    const unsigned depths = depths_written(format.number);
+    if ((depths & depth_bit(bits)) != 0) {
+        return words_for(ORV_NOT_SUPPORTED);
+    }
+    const std::string text = std::string(format.name) + " takes pictures of " + depth_list(depths) +
+                             " bits a pixel, and this one has " + std::to_string(bits);
+    const std::string remedy = operations_towards(depths, bits);
+    return text + (remedy.empty() ? ", which no operation makes deeper" : "; add " + remedy);
+}
+
+std::string save_trouble(const Picture& picture, const Format& format, bool is_appending, int code)
+{
+    if (code == ORV_NOT_SUPPORTED) {
+        return trouble_with_depth(picture.size().bits, format);
+    }
+    if (code == ORV_BAD_DATA && is_appending) {
+        return "it exists, and no page can be added to it";
+    }
+    return code == ORV_NOT_CREATED ? "a temporary file can't be made" : words_for(code);
+}
+
+}  // namespace
+
+void require_written(const Format& format)
+{
+    if (!can_write(format)) {
+        throw Failure("cannot write", std::string("this build does not write ") + format.name,
+                      ORV_NOT_SUPPORTED);
+    }
+}
+
+Existing existing_of(const Options& options)
+{
+    return options.no_clobber ? Existing::Refuse : options.append ? Existing::Append : Existing::Replace;
+}
+
+void start_saving(const Options& options, int page_total)
+{
+    orv_reset_progress();
+    save_settings(options, page_total);
+}
+
+void save_picture(const Picture& picture, const Options& options, Target& target, const std::string& name)
+{
+    const int16_t result = IMG_save_bitmap_fd(picture.handle(), target.descriptor(), options.format->number);
+    if (result < 0) {
+        throw Failure("cannot write " + name,
+                      save_trouble(picture, *options.format, target.is_appending(), result), result);
+    }
+    target.page_done();
+}
+
+}  // namespace orvimg

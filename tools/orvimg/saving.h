@@ -1,0 +1,23 @@
+// Pictures into targets, with the settings of the command line.
+#pragma once
+
+#include "options.h"
+#include "picture.h"
+#include "target.h"
+
+namespace orvimg
+{
+
+// Before any work: refuses what this build does not write. Throws Failure.
+void require_written(const Format& format);
+
+// What --no-clobber and --append make of a target that exists.
+Existing existing_of(const Options& options);
+
+// Begins a job of `page_total` saves with the options' settings.
+void start_saving(const Options& options, int page_total);
+
+// Saves `picture` to `target`, whose name is `name`. Throws Failure.
+void save_picture(const Picture& picture, const Options& options, Target& target, const std::string& name);
+
+}  // namespace orvimg

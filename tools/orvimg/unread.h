@@ -1,0 +1,17 @@
+// Words for files that the library recognises and does not read: what they are and why.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+
+namespace orvimg
+{
+
+// "BMP header of 124 bytes, not read"; empty where the file shows nothing of that kind. `page` from 1.
+std::string why_unread(int format, std::span<const uint8_t> file, int page);
+
+// ": it looks like PNG" for well-known files that are none of the library's; empty for others.
+std::string other_kind(std::span<const uint8_t> file);
+
+}  // namespace orvimg
