@@ -88,7 +88,12 @@ const FormatEntry format_table[kFormatCount] = {
     /* 12 BMP, run-length     */ {.encoder = bmp_write_rle, .save_depths = kDepth4 | kDepth8},
     /* 13 JPEG                */ {.ending = "jpg", .told = kJpegMagic},
     /* 14 EPS                 */ {.ending = "eps", .told = kEpsMagic},
-    /* 15 PICT                */ {.ending = "pct", .told = kPictMagic},
+    /* 15 PICT                */
+    {.reader = pict_read_image,
+     .encoder = pict_save_image,
+     .save_depths = kAllDepths,
+     .ending = "pct",
+     .told = kPictMagic},
 };
 
 }  // namespace orv

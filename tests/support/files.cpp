@@ -63,7 +63,8 @@ std::vector<std::string> fixtures(const std::string& folder)
 {
     std::vector<std::string> paths;
     for (const fs::directory_entry& entry : fs::recursive_directory_iterator(data_path(folder))) {
-        if (entry.is_regular_file() && entry.path().extension() != ".md" && entry.path().extension() != ".sh") {
+        if (entry.is_regular_file() && entry.path().extension() != ".md" && entry.path().extension() != ".sh" &&
+            entry.path().extension() != ".py") {
             paths.push_back(entry.path().string());
         }
     }

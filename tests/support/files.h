@@ -17,7 +17,7 @@ std::string temp_path(const std::string& name);  // in the process's directory, 
 std::vector<u8> read_file(const std::string& path);
 void write_file(const std::string& path, std::span<const u8> bytes);
 
-// Every fixture below tests/data/FOLDER by path, not the documents (*.md) and recipes (*.sh). None at all
+// Every fixture below tests/data/FOLDER by path, not the documents (*.md) and recipes (*.sh, *.py). None at all
 // fails the test.
 std::vector<std::string> fixtures(const std::string& folder);
 

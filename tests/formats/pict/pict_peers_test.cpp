@@ -1,0 +1,59 @@
+// PICT from and to netpbm, ImageMagick and GraphicsMagick, pixel for pixel.
+#include <algorithm>
+
+#include "tests/formats/pict/pict_build.h"
+
+namespace orv::test
+{
+namespace
+{
+
+TEST(PictPeers, EveryFixtureIsItsPicture)
+{
+    for (const std::string& path : fixtures("pict")) {
+        const std::string name = path.substr(path.rfind('/') + 1);
+        std::string word = name.substr(0, name.find('-'));
+        const bool five_bits = word.ends_with("15");
+        word.resize(word.size() - (five_bits ? 2 : 0));
+        Picture picture = read_pnm(data_path("bitmap/" + word + (word == "mono" ? ".pbm" : ".ppm")));
+        for (u32& pixel : picture.pixels) {
+            pixel &= five_bits ? 0xF8F8F8 : 0xFFFFFF;
+        }
+        expect_same(load_picture(path), picture, path.c_str());
+    }
+}
+
+// Colours of a table are 16 bits wide, of which the upper eight are written; others scale the 16 down, so that
+// all but 0 loses one.
+u32 scaled(u32 pixel)
+{
+    for (const u32 one : {0x000001U, 0x000100U, 0x010000U}) {
+        pixel -= (pixel & one * 0xFF) != 0 ? one : 0;
+    }
+    return pixel;
+}
+
+TEST(PictPeers, ReadWhatIsWritten)
+{
+    // Rows of less than 8 bytes are packed as all others are; these programs take them for plain ones.
+    for (const int bits : {1, 4, 8, 24}) {
+        for (const int width : {64, 71, 300}) {
+            const std::string path = temp_path("saved.pct");
+            const int handle = make_image(width, 21, bits, 9);
+            ASSERT_EQ(IMG_save_bitmap(handle, path.c_str(), ORV_FORMAT_BY_NAME, 1, 1, 1, 1), 0);
+            Picture picture = picture_of(handle);
+            IMG_delete_bitmap(handle);
+            if (bits < 24) {
+                std::ranges::transform(picture.pixels, picture.pixels.begin(), scaled);
+            }
+            for (const std::string peer : {"convert-im6.q16 -quiet ", "gm convert "}) {
+                const std::string out = temp_path("peer.ppm");
+                ASSERT_TRUE(run(peer + "pict:" + path + " -depth 8 ppm:" + out));
+                expect_same(read_pnm(out), picture, (peer + std::to_string(bits)).c_str());
+            }
+        }
+    }
+}
+
+}  // namespace
+}  // namespace orv::test
