@@ -18,4 +18,8 @@ bool leptonica_load(const std::uint8_t* file, std::size_t size);
 void* freeimage_picture(const std::uint8_t* bmp, std::size_t size);
 bool freeimage_save(void* picture, PeerFormat format);
 
+// The same of GraphicsMagick, whose formats go by name.
+void* graphicsmagick_picture(const std::uint8_t* bmp, std::size_t size);
+bool graphicsmagick_save(void* picture, const char* format);
+
 }  // namespace orv::bench

@@ -130,87 +130,102 @@ u32 pict_pack_plain(const u8* row, u32 length, u8* packed)
     return static_cast<u32>(out - packed);
 }
 
-// --- Packing, sixteen bytes at a time ---
+// --- Packing by a map of equal neighbours ---
 
 #if defined(__SSE2__)
 
 namespace
 {
 
+constexpr u32 kMapBits = 64;
+constexpr u32 kLongestMapped = 32768;  // bytes of a row: rowBytes has 15 bits
+
+// Bit k of the map tells whether bytes k and k + 1 of the row are equal. Behind the last pair stand zeros.
+struct EqualMap {
+    u64 words[kLongestMapped / kMapBits + 3];
+};
+
 inline __m128i load_block(const u8* p)
 {
     return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
 }
 
-// Bit k tells whether bytes k and k + 1 are equal. 17 bytes are read.
-inline u32 equal_neighbours(const u8* p)
+inline u64 equal_neighbours(const u8* p)
 {
     return static_cast<u32>(_mm_movemask_epi8(_mm_cmpeq_epi8(load_block(p), load_block(p + 1))));
 }
 
-// How many bytes equal the first: `from` begins with 17 equal ones, and `most` can be read.
-u32 run_length(const u8* from, u32 most)
+void map_fill(EqualMap& map, const u8* row, u32 length)
 {
-    u32 count = kBlock + 1;
-    while (count + kBlock < most) {
-        const u32 equal = equal_neighbours(from + count - 1);
-        if (equal != 0xFFFF) {
-            return count + static_cast<u32>(std::countr_one(equal));
-        }
-        count += kBlock;
+    u64* word = map.words;
+    u32 at = 0;
+    for (; length - at > kMapBits; at += kMapBits) {
+        const u8* p = row + at;
+        *word++ = equal_neighbours(p) | equal_neighbours(p + 16) << 16 | equal_neighbours(p + 32) << 32 |
+                  equal_neighbours(p + 48) << 48;
     }
-    while (count < most && from[count] == from[0]) {
-        ++count;
+    u64 last = 0;
+    for (u32 bit = 0; at + bit + 1 < length; ++bit) {
+        last |= u64{row[at + bit] == row[at + bit + 1]} << bit;
     }
-    return std::min(count, most);
+    word[0] = last;
+    word[1] = word[2] = word[3] = 0;
 }
 
-// Copies a literal of more than 16 bytes, of which the first 16 are copied already, and gives its length.
-inline u32 literal_copy(const u8* from, u32 left, u8* out)
+// The bits of 64 pairs from pair `at` on.
+inline u64 map_bits(const EqualMap& map, u32 at)
 {
-    const u32 most = std::min(left, kLongestPacked);
-    u32 count = kBlock;
-    for (; count < most && count + kBlock < left; count += kBlock) {
-        std::memcpy(out + count, from + count, kBlock);
-        const u32 equal = equal_neighbours(from + count);
-        if (equal != 0) {
-            return std::min(count + static_cast<u32>(std::countr_zero(equal)), most);
-        }
+    const u64* const word = map.words + at / kMapBits;
+    const u32 bit = at % kMapBits;
+    return word[0] >> bit | word[1] << 1 << (kMapBits - 1 - bit);
+}
+
+// Copies a literal; `left` bytes can be read at `from`, and more written at `out`.
+inline void literal_copy(const u8* from, u32 count, u32 left, u8* out)
+{
+    if (left < count + 2 * kBlock) [[unlikely]] {
+        std::memcpy(out, from, count);
+        return;
     }
-    while (count < most && (count + 1 == left || from[count] != from[count + 1])) {
-        out[count] = from[count];
-        ++count;
-    }
-    return std::min(count, most);
+    u32 at = 0;
+    do {
+        std::memcpy(out + at, from + at, 2 * kBlock);
+        at += 2 * kBlock;
+    } while (at < count);
 }
 
 }  // namespace
 
 u32 pict_pack(const u8* row, u32 length, u8* packed)
 {
+    EqualMap map;
+    map_fill(map, row, length);
     u8* out = packed;
-    u32 at = 0;
-    while (length - at > kBlock) {
-        const u8* from = row + at;
+    for (u32 at = 0; at < length;) {
         const u32 left = length - at;
-        const u32 equal = equal_neighbours(from);
+        const u64 equal = map_bits(map, at);
         u32 count = 0;
-        if ((equal & 3) == 3) {
-            count = equal != 0xFFFF ? static_cast<u32>(std::countr_one(equal)) + 1
-                                    : run_length(from, std::min(left, kLongestPacked));
+        if ((equal & 3) == 3 && left > 3) {
+            count = static_cast<u32>(std::countr_one(equal)) + 1;
+            if (count > kMapBits) {
+                count += static_cast<u32>(std::countr_one(map_bits(map, at + kMapBits)));
+            }
+            count = std::min(count, kLongestPacked);
             out[0] = static_cast<u8>(257 - count);
-            out[1] = from[0];
+            out[1] = row[at];
             out += 2;
         } else {
-            std::memcpy(out + 1, from, kBlock);
-            const u32 pairs = equal & ~1U;
-            count = pairs != 0 ? static_cast<u32>(std::countr_zero(pairs)) : literal_copy(from, left, out + 1);
+            count = static_cast<u32>(std::countr_zero(equal & ~u64{1}));
+            if (count == kMapBits) {
+                count += static_cast<u32>(std::countr_zero(map_bits(map, at + kMapBits)));
+            }
+            count = std::min(count, std::min(left, kLongestPacked));
             out[0] = static_cast<u8>(count - 1);
+            literal_copy(row + at, count, left, out + 1);
             out += 1 + count;
         }
         at += count;
     }
-    out += pict_pack_plain(row + at, length - at, out);
     return static_cast<u32>(out - packed);
 }
 

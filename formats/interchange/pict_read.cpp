@@ -287,6 +287,12 @@ void comment_skip(ChunkReader& in)
     }
 }
 
+// In memory of unknown size there may be nothing behind the last row.
+bool may_end(const PictReader& reader)
+{
+    return reader.picture_seen && reader.in.pict_read_buffer.unbounded && reader.next_row >= reader.sink.height;
+}
+
 // Follows the opcodes up to the end of the picture or of the data, which counts as one.
 i16 opcodes_walk(PictReader& reader)
 {
@@ -298,6 +304,9 @@ i16 opcodes_walk(PictReader& reader)
             const i16 result = band_read(reader, opcode);
             if (result < 0) {
                 return result;
+            }
+            if (may_end(reader)) {
+                break;
             }
         } else if (opcode == kPictLongComment) {
             comment_skip(in);
