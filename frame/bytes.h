@@ -56,6 +56,12 @@ static inline void store_be32(u8* p, u32 value)
     store_be16(p + 2, value);
 }
 
+static inline void store_be64(u8* p, u64 value)
+{
+    store_be32(p, static_cast<u32>(value >> 32));
+    store_be32(p + 4, static_cast<u32>(value));
+}
+
 static inline void store_le64(u8* p, u64 value)
 {
     store_le32(p, static_cast<u32>(value));

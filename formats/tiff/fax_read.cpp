@@ -1,9 +1,13 @@
 // The fax container: bare pages of T.4 lines behind a table of their positions.
+#include "formats/tiff/fax_read.h"
+
 #include <algorithm>
 
-#include "formats/tiff/fax.h"
+#include "formats/format_readers.h"
+#include "formats/tiff/tiff_read.h"
 #include "formats/tiff/tiff_strips.h"
 #include "frame/bytes.h"
+#include "frame/load.h"
 #include "frame/scratch.h"
 #include "pixels/palettes.h"
 
@@ -21,10 +25,6 @@ namespace orv
 // stands on bytes as 00 00 00 80.
 
 // ---- records and constants
-
-u32 fax_page_bytes;
-i32 fax_file_open;
-i32 fax_marker_seen;
 
 namespace
 {
@@ -94,35 +94,49 @@ ErrorCode count_lines(StreamHandle stream, u32 size, u32& lines)
     return whole ? kOk : kBadData;
 }
 
-// Finds the page, counts its lines, describes it as a directory would, and leaves the stream at its
-// start.
-ErrorCode fax_find_page(i16 page, StreamHandle stream, TiffDirectory& dir)
+// Where a page lies in the file.
+struct FaxPage {
+    u32 start;
+    u32 bytes;
+};
+
+ErrorCode fax_find_page(i16 page, StreamHandle stream, FaxPage& found)
 {
     u16 pages;
-    u16 resolution;
-    if (!read_u16_at(stream, kCountPosition, pages)) {
+    if (!fax_read_page_count(stream, pages)) {
         return kBadData;
     }
     if (page < 0 || page >= static_cast<i16>(pages)) {
         return kNoSuchPage;
     }
     u8 bounds[8];
-    if (!read_u16_at(stream, kResolutionPosition, resolution) ||
-        !stream_seek_to(stream, kTablePosition + 4 * static_cast<u32>(page)) ||
+    if (!stream_seek_to(stream, kTablePosition + 4 * static_cast<u32>(page)) ||
         !stream_read_exact(stream, bounds, sizeof bounds)) {
         return kBadData;
     }
-    const u32 start = load_le32(bounds);
     const u32 end = load_le32(bounds + 4);
-    if (start > 0x7FFFFFFF || end > 0x7FFFFFFF || end < start || !stream_seek_to(stream, start)) {
+    found.start = load_le32(bounds);
+    found.bytes = end - found.start;
+    const bool sound = found.start <= 0x7FFFFFFF && end <= 0x7FFFFFFF && end >= found.start;
+    return sound ? kOk : kBadData;
+}
+
+// Describes a page as a directory would. A page that begins beyond the file is no page, and neither is one
+// that ends there.
+ErrorCode fax_describe_page(const FaxPage& page, StreamHandle stream, TiffDirectory& dir)
+{
+    u16 resolution;
+    if (!read_u16_at(stream, kResolutionPosition, resolution)) {
         return kBadData;
     }
-    fax_page_bytes = end - start;
+    u8 before;
+    if (page.start > 0 && (!stream_seek_to(stream, page.start - 1) || !stream_read_exact(stream, &before, 1))) {
+        return kBadData;
+    }
     u32 lines;
-    if (const ErrorCode error = count_lines(stream, fax_page_bytes, lines); error != kOk) {
+    if (const ErrorCode error = count_lines(stream, page.bytes, lines); error != kOk) {
         return error;
     }
-    dir = TiffDirectory{};
     dir.ImageLength = lines;
     dir.ImageWidth = kPageWidth;
     dir.RowsPerStrip = lines;
@@ -131,10 +145,15 @@ ErrorCode fax_find_page(i16 page, StreamHandle stream, TiffDirectory& dir)
     dir.XResolution = kXResolution;
     dir.YResolution = resolution == kFine ? kFineYResolution : kStandardYResolution;
     dir.FillOrder = kFillOrderReversed;
-    return stream_seek_to(stream, start) ? kOk : kBadData;
+    return stream_seek_to(stream, page.start) ? kOk : kBadData;
 }
 
 }  // namespace
+
+bool fax_read_page_count(StreamHandle stream, u16& pages)
+{
+    return read_u16_at(stream, kCountPosition, pages);
+}
 
 bool fax_is_container(StreamHandle stream)
 {
@@ -148,16 +167,17 @@ bool fax_has_marker(StreamHandle stream)
 
 // ---- rows: tiff_decode_ccitt
 
-// ---- the entry point that the dispatcher calls
+// ---- the entry point that the table names
 
 i16 fax_read_page(u32 offset_or_page, PictureSink& sink, StreamHandle stream)
 {
-    const i16 page = static_cast<i16>(offset_or_page);
-    tiff_sink = &sink;
-    tiff_stream = stream;
-    tiff_base_offset = 0;
-    TiffDirectory& dir = tiff_directory;
-    if (const ErrorCode error = fax_find_page(page, stream, dir); error != kOk) {
+    FaxPage page;
+    TiffDirectory dir;
+    ErrorCode error = fax_find_page(static_cast<i16>(offset_or_page), stream, page);
+    if (error == kOk) {
+        error = fax_describe_page(page, stream, dir);
+    }
+    if (error != kOk) {
         return error;
     }
     extra_info.format = ORV_FORMAT_TIFF_T4;
@@ -167,16 +187,21 @@ i16 fax_read_page(u32 offset_or_page, PictureSink& sink, StreamHandle stream)
     if (!header) {
         return kOutOfMemory;
     }
-    tiff_build_header(dir, *header);
+    if (error = tiff_build_header(dir, *header); error != kOk) {
+        return error;
+    }
     palette_build_default(header, "tiff");
     // A page without lines is an empty picture to a streaming caller.
-    i16 result = dir.ImageLength == 0 ? picture_begin_empty(sink, *header) : picture_begin(sink, *header);
-    if (result >= 0 && dir.ImageLength != 0) {
-        fax_file_open = 1;
-        result = tiff_decode_ccitt(dir, stream, static_cast<i16>(dir.Compression));
-        fax_file_open = 0;
+    const bool empty = dir.ImageLength == 0;
+    i16 result = empty ? picture_begin_empty(sink, *header) : picture_begin(sink, *header);
+    if (result >= 0 && !empty) {
+        const TiffFile file = {
+            .tiff_stream = stream, .tiff_base_offset = 0, .tiff_byte_order = 0, .fax_marker_seen = false};
+        StripWalk walk = {
+            .file = file, .dir = dir, .sink = sink, .fax_file_open = true, .fax_page_bytes = page.bytes};
+        result = strip_walk_open(walk);
+        result = result == kOk ? tiff_decode_ccitt(walk, kTiffT4) : result;
     }
-    scratch_free(header);
     return result < 0 ? result : static_cast<i16>(kReaderDone);
 }
 

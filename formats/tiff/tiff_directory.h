@@ -1,47 +1,10 @@
-// A TIFF picture's directory (TIFF 6.0, section 2) and the state that the TIFF and fax readers share.
+// A TIFF picture's directory (TIFF 6.0, section 2).
 #pragma once
 
-#include "frame/load.h"
-#include "frame/streams.h"
+#include "formats/tiff/tiff_file.h"
 
 namespace orv
 {
-
-enum TiffCompression : u32 {
-    kTiffRaw = 1,
-    kTiffHuffman = 2,  // Modified Huffman: T.4 codes, lines on byte boundaries, no EOL
-    kTiffT4 = 3,       // always taken as one-dimensional
-    kTiffT6 = 4,
-    kTiffLzw = 5,
-    kTiffPackBits = 32773,
-};
-
-enum TiffPhotometric : u32 { kWhiteIsZero = 0, kBlackIsZero = 1, kTiffPalette = 3, kSeparated = 5 };
-
-enum TiffFieldType : u16 { kTiffByte = 1, kTiffAscii = 2, kTiffShort = 3, kTiffLong = 4, kTiffRational = 5 };
-
-inline constexpr u32 kPlanarSeparate = 2;
-inline constexpr u32 kPredictorHorizontal = 2;
-inline constexpr u32 kFillOrderReversed = 2;
-
-// The values of the directory being read, with what holds where a tag is missing.
-struct TiffDirectory {
-    u32 ImageLength = 0;  // rows
-    u32 ImageWidth = 0;   // pixels
-    u32 RowsPerStrip = 0xFFFFFFFE;
-    u32 StripOffset = 0;     // first value; the decoders go through tiff_strip_entry
-    u32 StripByteCount = 0;  // first value; strips end by their rows or by their own end code
-    u32 SamplesPerPixel = 1;
-    u32 BitsPerSample = 1;  // first value
-    u32 Compression = kTiffRaw;
-    u32 Photometric = kBlackIsZero;
-    u32 ColorMapOffset = 0;  // counted from tiff_base_offset, 0 for none
-    u32 XResolution = 204;   // dots per inch
-    u32 YResolution = 196;
-    u32 FillOrder = 1;
-    u32 PlanarConfiguration = 1;
-    u32 Predictor = 1;
-};
 
 // A directory entry in host order. `value` is the field of four bytes: a number, two SHORTs with the
 // first in the low half, up to four BYTEs with the first lowest, or the position of what did not fit.
@@ -52,36 +15,36 @@ struct TiffEntry {
     u32 value;
 };
 
-// The picture being read: set on entry to the TIFF and fax readers and by IMG_tiff_page_count, read by
-// the decoders.
-extern TiffDirectory tiff_directory;
-extern StreamHandle tiff_stream;
-extern u32 tiff_base_offset;  // all positions in the file count from here
-extern u16 tiff_byte_order;
-extern TiffEntry tiff_strip_entry;  // StripOffsets of the last directory that had it
-extern PictureSink* tiff_sink;
+// The values of a directory, with what holds where a tag is missing.
+struct TiffDirectory {
+    u32 ImageLength = 0;  // rows
+    u32 ImageWidth = 0;   // pixels
+    u32 RowsPerStrip = 0xFFFFFFFE;
+    u32 StripOffset = 0;     // first value; the decoders go through tiff_strip_entry
+    u32 StripByteCount = 0;  // first value; strips end by their rows or by their own end code
+    u32 SamplesPerPixel = 1;
+    u32 BitsPerSample = 1;  // first value
+    u32 Compression = kTiffRaw;
+    u32 Photometric = kBlackIsZero;
+    u32 ColorMapOffset = 0;  // counted from the base, 0 for none
+    u32 XResolution = 204;   // dots per inch
+    u32 YResolution = 196;
+    u32 FillOrder = kFillOrderNormal;
+    u32 PlanarConfiguration = kPlanarContiguous;
+    u32 Predictor = 1;
+    TiffEntry tiff_strip_entry = {};  // StripOffsets of the last directory in the chain that had it
+};
 
-// Numbers in the file's byte order.
-u16 tiff_u16(const u8* bytes);
-u32 tiff_u32(const u8* bytes);
+// A picture is read also where the position of the next directory is missing. The counter needs that, and
+// looks into a directory that has one behind it alone, as it always did: its texts reach the text buffers.
+enum class DirectoryUse : u8 { Read, Count };
 
-// Seeks to a position that counts from tiff_base_offset.
-bool tiff_seek(u32 position);
+// Reads the `count` entries at the stream's position into `dir`, which holds the directory before, and gives
+// the next one's position. kOk, kOutOfMemory, or kBadData where they are cut short.
+ErrorCode tiff_read_entries(const TiffFile& file, u32 count, DirectoryUse use, TiffDirectory& dir, u32& next);
 
-// Reads the file header at the stream's position and walks the chain of directories, up to the one
-// numbered `page`, into tiff_directory. kOk; kOutOfMemory, also for a header cut short; kBadData for a
-// directory cut short; kNoSuchPage.
-ErrorCode tiff_read_directory(i16 page);
-
-// Bytes of a row as delivered: 1, 4 and 24 bits as stored rows, any other depth a byte a pixel, raised
-// to a multiple of 4.
-i16 tiff_row_stride(i16 width, i16 bits);
-
-// Bytes of a row in the file.
-i32 tiff_row_bytes(const TiffDirectory& dir);
-
-// Fills the BITMAPINFOHEADER and sets line_doubling, stored_y_resolution and, for a page whose lines
-// are doubled, y_resolution.
-void tiff_build_header(const TiffDirectory& dir, ImageHeader& header);
+// Walks from the directory at `first` to the one numbered `page`. kOk, kOutOfMemory, kBadData for a
+// directory cut short, kNoSuchPage.
+ErrorCode tiff_read_directory(const TiffFile& file, u32 first, i16 page, TiffDirectory& dir);
 
 }  // namespace orv

@@ -2,37 +2,31 @@
 #include <algorithm>
 #include <bit>
 
+#include "formats/tiff/lzw_codes.h"
+#include "formats/tiff/msb_bits.h"
 #include "formats/tiff/tiff_strips.h"
 #include "frame/blocks.h"
-#include "frame/bytes.h"
-#include "frame/chunk_reader.h"
 
 namespace orv
 {
 
-// ---- the bytes of the format
-//
-// Codes of 9 to 12 bits, the highest bit first. 0 to 255 are single bytes, 256 is Clear, 257
-// EndOfInformation; each code behind the first after a Clear adds an entry: the string before it and
-// its own first byte. The size of the codes grows when the next entry is one short of it.
+// ---- the bytes of the format: see lzw_codes.h
 
 // ---- records and constants
 
 namespace
 {
 
-constexpr u32 kClear = 256;
-constexpr u32 kEndOfInformation = 257;
-constexpr u32 kFirstFree = 258;
 constexpr u32 kTableEntries = 4778;  // a coder that fills it has lost its Clear codes
-constexpr u32 kMinCodeBits = 9;
-constexpr u32 kMaxCodeBits = 12;
+constexpr u32 kAtOnce = 4;           // codes between two looks at the output's room
+constexpr i32 kBitsAtOnce = static_cast<i32>(kAtOnce * kLzwMaxBits);
 
-// A string is held by its last 1 to 8 bytes and the code of what stands ahead of them, so that it is
-// written eight bytes at a time.
+// A string is held by its last 1 to 8 bytes and the code of what stands ahead of them, so that it can be
+// written eight bytes at a time, and by its place in the output, from which a long one is copied while it
+// is there.
 struct LzwEntry {
     u64 tail;  // first byte lowest
-    u64 rest;  // bits 0..15 length, 16..31 code of the string without its tail, 32..39 first byte
+    u64 rest;  // bits 0..15 length, 16..31 code of the string without its tail, 32..39 first byte, 40..63 place
 };
 
 u32 length_of(u64 rest)
@@ -49,25 +43,36 @@ u32 first_of(u64 rest)
 }
 
 constexpr u32 kTailBytes = 8;
+constexpr u32 kBlock = 32;            // bytes of a long string copied at once
+constexpr u32 kPlaceMask = 0xFFFFFF;  // strings of a table, one of each length, stay apart
+constexpr u32 kHistory = 16384;       // bytes of the output that are kept for long strings
 constexpr u32 kFlushBytes = 16384;
+constexpr u32 kSlack = kAtOnce * (kTableEntries + kBlock);
+
+static_assert(u64{kTableEntries} * kTableEntries / 2 + kHistory + kFlushBytes < kPlaceMask);
 
 struct LzwContext {
-    u8* output;
+    u8* block;  // holds what follows
     LzwEntry* table;
-    u32 flush_at;  // output bytes at which finished rows are handed on; there is room for a string behind
+    u8* output;
+    u32 flush_at;  // output bytes at which finished rows are handed on; there is room for strings behind
 };
 
-struct LzwBits {
-    ChunkReader in;
-    u64 bits;   // the next bits of the data, from the top
-    u32 count;  // how many
-    i64 used;   // bytes of refilled chunks
-};
-
-// The output of a strip so far that has not been handed on.
+// The output of a strip: the bytes up to `handed` have been delivered and are kept as history.
 struct LzwOutput {
-    u32 length;
-    i32 row;  // number of the first row
+    u8* to;
+    u8* handed;
+    u32 gone;  // bytes that have left the block
+    i32 row;   // number of the first row behind `handed`
+};
+
+// The decoding between two Clears.
+struct LzwState {
+    u32 code_size;
+    u32 limit;  // entries with which the size grows
+    u32 next;   // entry that the next code adds
+    u32 previous;
+    LzwEntry string;  // of `previous`
 };
 
 void store_tail(u8* p, u64 tail)
@@ -80,61 +85,13 @@ void store_tail(u8* p, u64 tail)
 
 }  // namespace
 
-// ---- parsing and checks, no pixels
-
-namespace
-{
-
-// Takes the last bytes of the chunk and of the data into the register. False when fewer than `size`
-// bits are left.
-bool lzw_refill(LzwBits& in, u32 size)
-{
-    in.used += in.in.pos;
-    chunk_refill(in.in, in.in.unbounded ? (size - in.count + 7) / 8 : 8);
-    while (in.count <= 56 && in.in.pos < in.in.fill) {
-        in.bits |= u64{in.in.buffer[in.in.pos++]} << (56 - in.count);
-        in.count += 8;
-    }
-    return in.count >= size;
-}
-
-// Sees to it that the register holds a code. The loops keep a copy of `in` apart from what they write.
-inline bool lzw_fill(LzwBits& in, u32 size)
-{
-    if (in.count >= size) {
-        return true;
-    }
-    if (chunk_available(in.in) >= 8) [[likely]] {
-        in.bits |= load_be64(in.in.buffer + in.in.pos) >> in.count;
-        const u32 bytes = (63 - in.count) / 8;
-        in.in.pos += bytes;
-        in.count += 8 * bytes;
-        return true;
-    }
-    return lzw_refill(in, size);
-}
-
-// The next code, or EndOfInformation where the data ends.
-inline u32 lzw_code(LzwBits& in, u32 size)
-{
-    if (!lzw_fill(in, size)) {
-        return kEndOfInformation;
-    }
-    const u32 code = static_cast<u32>(in.bits >> (64 - size));
-    in.bits <<= size;
-    in.count -= size;
-    return code;
-}
-
-}  // namespace
-
 // ---- rows
 
 namespace
 {
 
 // Writes a string longer than a tail, from its end to its start.
-void write_long(const LzwEntry* table, const LzwEntry* entry, u8* out)
+void write_by_tails(const LzwEntry* table, const LzwEntry* entry, u8* out)
 {
     for (;;) {
         const u32 start = (length_of(entry->rest) - 1) & ~(kTailBytes - 1);
@@ -146,21 +103,45 @@ void write_long(const LzwEntry* table, const LzwEntry* entry, u8* out)
     }
 }
 
-// Hands on the whole rows and moves the rest to the front. False behind the last row of the plane.
+// The same from the output, where the string still stands and does not reach into its copy's blocks.
+void write_long(const LzwContext& lzw, const LzwEntry* entry, const LzwOutput& out)
+{
+    const u32 here = out.gone + static_cast<u32>(out.to - lzw.output);
+    const u32 distance = (here - static_cast<u32>(entry->rest >> 40)) & kPlaceMask;
+    const u32 length = length_of(entry->rest);
+    if (distance < kBlock || distance > static_cast<u32>(out.to - lzw.output)) {
+        write_by_tails(lzw.table, entry, out.to);
+        return;
+    }
+    for (u32 i = 0; i < length; i += kBlock) {
+        u8 bytes[kBlock];
+        std::memcpy(bytes, out.to - distance + i, kBlock);
+        std::memcpy(out.to + i, bytes, kBlock);
+    }
+}
+
+// Hands on the whole rows and keeps what stands behind them, with some history. False behind the last row
+// that is wanted.
 bool lzw_flush(StripWalk& walk, const LzwContext& lzw, LzwOutput& out)
 {
-    const u32 row_bytes = static_cast<u32>(walk.row_bytes);
-    u32 done = 0;
-    for (; out.length - done >= row_bytes && out.row < walk.end_row; done += row_bytes) {
-        tiff_put_row(walk, lzw.output + done, out.row++);
+    const i64 row_bytes = walk.row_bytes;
+    for (; out.to - out.handed >= row_bytes && out.row < walk.end_row; out.handed += row_bytes) {
+        tiff_put_row(walk, out.handed, out.row++);
     }
-    out.length -= done;
-    std::memmove(lzw.output, lzw.output + done, out.length);
+    const u32 written = static_cast<u32>(out.to - lzw.output);
+    const u32 kept = std::max(kHistory, static_cast<u32>(out.to - out.handed));
+    if (written > kept) {
+        const u32 left = written - kept;
+        std::memmove(lzw.output, lzw.output + left, kept);
+        out.to -= left;
+        out.handed -= left;
+        out.gone += left;
+    }
     return out.row < walk.end_row;
 }
 
 // The string of `code` grown by one byte.
-inline LzwEntry grown(const LzwEntry& entry, u32 code, u32 byte)
+[[gnu::always_inline]] inline LzwEntry grown(const LzwEntry& entry, u32 code, u32 byte)
 {
     const u64 rest = entry.rest + 1;
     const u32 in_tail = entry.rest % kTailBytes;
@@ -170,57 +151,101 @@ inline LzwEntry grown(const LzwEntry& entry, u32 code, u32 byte)
     return {.tail = entry.tail | u64{byte} << (8 * in_tail), .rest = rest};
 }
 
-// Decodes from behind a Clear to the next. True if there is one; false ends the strip: its end code, a
-// bad code, a full table, the end of the data, or no row left to decode.
-bool lzw_until_clear(StripWalk& walk, const LzwContext& lzw, LzwBits& in, LzwOutput& out)
+enum class CodeStep { Taken, Clear, Ended };
+
+// Takes a code: writes its string and adds its entry. A bad code ends the strip as its end code does.
+[[gnu::always_inline]] inline CodeStep take_code(const LzwContext& lzw, LzwState& state, LzwOutput& out,
+                                                 u32 code)
 {
     LzwEntry* const table = lzw.table;
-    u32 code = lzw_code(in, kMinCodeBits);
-    if (code >= kClear) {
-        return code == kClear;
+    if (code >= state.next || (code & ~1u) == kLzwClear) [[unlikely]] {
+        if (code != state.next || state.next >= kTableEntries) {
+            return code == kLzwClear ? CodeStep::Clear : CodeStep::Ended;
+        }
+        table[code] = grown(state.string, state.previous, first_of(state.string.rest));
+    } else {
+        table[state.next] = grown(state.string, state.previous, first_of(table[code].rest));
     }
-    u8* to = lzw.output + out.length;
+    const LzwEntry* const entry = table + code;
+    const u32 length = length_of(entry->rest);
+    store_tail(out.to, entry->tail);
+    if (length > kTailBytes) [[unlikely]] {
+        write_long(lzw, entry, out);
+    }
+    const u64 place = out.gone + static_cast<u32>(out.to - lzw.output);
+    state.string = {.tail = entry->tail, .rest = (entry->rest & 0xFFFFFFFFFF) | place << 40};
+    out.to += length;
+    state.previous = code;
+    if (++state.next == state.limit && state.code_size < kLzwMaxBits) {
+        ++state.code_size;
+        state.limit = lzw_grows_at(state.code_size);
+    }
+    return CodeStep::Taken;
+}
+
+u32 next_code(MsbBits& bits, u32 size)
+{
+    const u32 code = msb_peek(bits, size);
+    msb_skip(bits, size);
+    return code;
+}
+
+// The code behind a Clear stands for one byte, or is another Clear.
+CodeStep first_code(MsbInput& input, MsbBits& bits, const LzwContext& lzw, LzwState& state, LzwOutput& out)
+{
+    if (!msb_fill(input, bits, kLzwMinBits) || bits.count < static_cast<i32>(kLzwMinBits)) {
+        return CodeStep::Ended;
+    }
+    const u32 code = next_code(bits, kLzwMinBits);
+    if (code >= kLzwClear) {
+        return code == kLzwClear ? CodeStep::Clear : CodeStep::Ended;
+    }
+    const u64 place = out.gone + static_cast<u32>(out.to - lzw.output);
+    *out.to++ = static_cast<u8>(code);
+    LzwEntry string = lzw.table[code];
+    string.rest = (string.rest & 0xFFFFFFFFFF) | place << 40;
+    state = {.code_size = kLzwMinBits,
+             .limit = lzw_grows_at(kLzwMinBits),
+             .next = kLzwFirstFree,
+             .previous = code,
+             .string = string};
+    return CodeStep::Taken;
+}
+
+// Decodes from behind a Clear to the next. False ends the strip: its end code, a bad code, a full table, the
+// end of the data, or no row left to decode.
+bool lzw_until_clear(StripWalk& walk, const LzwContext& lzw, MsbInput& input, MsbBits& given,
+                     LzwOutput& given_out)
+{
+    MsbBits bits = given;
+    LzwOutput out = given_out;
+    LzwState state;
+    CodeStep step = first_code(input, bits, lzw, state, out);
     u8* const flush_at = lzw.output + lzw.flush_at;
-    *to++ = static_cast<u8>(code);
-    u32 previous = code;
-    LzwEntry string = table[code];
-    u32 next = kFirstFree;
-    u32 size = kMinCodeBits;
-    u32 limit = (1u << kMinCodeBits) - 1;
-    LzwBits local = in;
-    while (next < kTableEntries) {
-        if (to >= flush_at) {
-            out.length = static_cast<u32>(to - lzw.output);
-            if (!lzw_flush(walk, lzw, out)) {
-                break;
+    while (step == CodeStep::Taken) {
+        if (out.to >= flush_at && !lzw_flush(walk, lzw, out)) {
+            // What follows is the end code: planes that lie one behind the other go on behind it.
+            msb_fill(input, bits, kLzwMaxBits);
+            next_code(bits, state.code_size);
+            break;
+        }
+        msb_fill(input, bits, input.in.unbounded ? static_cast<i32>(state.code_size) : kBitsAtOnce);
+        if (bits.count >= kBitsAtOnce && state.next + kAtOnce <= kTableEntries) [[likely]] {
+            for (u32 i = 0; i < kAtOnce && step == CodeStep::Taken; ++i) {
+                step = take_code(lzw, state, out, next_code(bits, state.code_size));
             }
-            to = lzw.output + out.length;
-        }
-        code = lzw_code(local, size);
-        if (code >= next || (code & ~1u) == kClear) {
-            if (code != next) {
-                break;
-            }
-            table[next] = grown(string, previous, first_of(string.rest));
+        } else if (bits.count < static_cast<i32>(state.code_size)) {
+            picture_note(walk.sink, kNoteDataEnded);
+            step = CodeStep::Ended;
+        } else if (state.next >= kTableEntries) {
+            step = CodeStep::Ended;
         } else {
-            table[next] = grown(string, previous, first_of(table[code].rest));
-        }
-        string = table[code];
-        if (length_of(string.rest) <= kTailBytes) [[likely]] {
-            store_tail(to, string.tail);
-        } else {
-            write_long(table, table + code, to);
-        }
-        to += length_of(string.rest);
-        previous = code;
-        if (++next == limit && size < kMaxCodeBits) {
-            ++size;
-            limit = limit * 2 + 1;
+            step = take_code(lzw, state, out, next_code(bits, state.code_size));
         }
     }
-    in = local;
-    out.length = static_cast<u32>(to - lzw.output);
-    return code == kClear;
+    given = bits;
+    given_out = out;
+    return step == CodeStep::Clear;
 }
 
 void decode_lzw_strip(StripWalk& walk, void* context)
@@ -229,24 +254,27 @@ void decode_lzw_strip(StripWalk& walk, void* context)
     // Nothing is decoded behind the last row that is wanted.
     const u32 wanted = static_cast<u32>((walk.end_row - walk.first_row) * walk.row_bytes);
     lzw.flush_at = std::min(lzw.flush_at, wanted);
-    LzwBits in = {.in = chunk_open(walk.stream), .bits = 0, .count = 0, .used = 0};
-    LzwOutput out = {.length = 0, .row = walk.first_row};
-    if (lzw_code(in, kMinCodeBits) == kClear) {
-        while (lzw_until_clear(walk, lzw, in, out)) {
+    MsbInput input = msb_open(walk.file.tiff_stream);
+    MsbBits bits = {.bits = 0, .count = 0};
+    LzwOutput out = {.to = lzw.output, .handed = lzw.output, .gone = 0, .row = walk.first_row};
+    if (msb_fill(input, bits, kLzwMinBits) && next_code(bits, kLzwMinBits) == kLzwClear) {
+        while (lzw_until_clear(walk, lzw, input, bits, out)) {
         }
     }
     lzw_flush(walk, lzw, out);
-    walk.bytes_used += in.used + in.in.pos;
+    walk.bytes_used += msb_used(input, bits);
 }
 
-bool lzw_allocate(const TiffDirectory& dir, const StripWalk& walk, LzwContext& lzw)
+bool lzw_allocate(const StripWalk& walk, LzwContext& lzw)
 {
-    lzw.flush_at = std::max(3 * static_cast<u32>(walk.row_bytes), kFlushBytes);
-    lzw.output = block_alloc(lzw.flush_at + kTableEntries + kTailBytes + tiff_row_room(dir));
-    lzw.table = reinterpret_cast<LzwEntry*>(block_alloc(kTableEntries * sizeof(LzwEntry)));
-    if (!lzw.output || !lzw.table) {
+    lzw.flush_at = kHistory + std::max(3 * static_cast<u32>(walk.row_bytes), kFlushBytes);
+    constexpr usize kTableBytes = kTableEntries * sizeof(LzwEntry);
+    lzw.block = block_alloc(kTableBytes + lzw.flush_at + kSlack);
+    if (lzw.block == nullptr) {
         return false;
     }
+    lzw.table = reinterpret_cast<LzwEntry*>(lzw.block);
+    lzw.output = lzw.block + kTableBytes;
     for (u32 i = 0; i < 256; ++i) {
         lzw.table[i] = {.tail = i, .rest = u64{i} << 32 | 1};
     }
@@ -255,17 +283,15 @@ bool lzw_allocate(const TiffDirectory& dir, const StripWalk& walk, LzwContext& l
 
 }  // namespace
 
-i16 tiff_decode_lzw(const TiffDirectory& dir, StreamHandle stream)
+i16 tiff_decode_lzw(StripWalk& walk)
 {
-    StripWalk walk = strip_walk(dir, stream);
     LzwContext lzw = {};
-    const bool allocated = lzw_allocate(dir, walk, lzw);
-    if (allocated) {
-        decode_strips(walk, decode_lzw_strip, &lzw);
+    if (!lzw_allocate(walk, lzw)) {
+        return kOutOfMemory;
     }
-    block_free(lzw.table);
-    block_free(lzw.output);
-    return allocated ? kOk : kOutOfMemory;
+    decode_strips(walk, decode_lzw_strip, &lzw);
+    block_free(lzw.block);
+    return kOk;
 }
 
 }  // namespace orv

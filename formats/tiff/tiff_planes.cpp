@@ -1,86 +1,177 @@
 #include "formats/tiff/tiff_planes.h"
 
-#include "frame/scratch.h"
-#include "platform/files.h"
+#include <algorithm>
+
+#include "formats/tiff/tiff_rows.h"
+#include "frame/blocks.h"
 
 namespace orv
 {
+
+// ---- the bytes of the file: rows of `width` bytes, plane behind plane
 
 namespace
 {
 
 constexpr const char* kPlaneFileName = "plane.tmp";
+constexpr i32 kBufferBytes = 32768;  // at least three rows
 
-// The file and what identifies it, from plane_file_create to plane_file_remove.
-int tiff_plane_file = -1;
-platform::OFSTRUCT plane_file_made;
+}  // namespace
 
-// Reads row `row_number` of the planes laid end to end. False where the file ends before it.
-bool plane_row(u8* row, u32 width, i32 row_number)
+// ---- parsing and checks, no pixels
+
+bool tiff_has_planes(const TiffDirectory& dir)
 {
-    const i32 position = row_number * static_cast<i32>(width);
-    return platform::_llseek(tiff_plane_file, position, kFromStart) == position &&
-           platform::_lread(tiff_plane_file, row, width) == static_cast<i32>(width);
+    return dir.PlanarConfiguration == kPlanarSeparate && dir.SamplesPerPixel == kPlanes &&
+           dir.BitsPerSample == 8;
+}
+
+ErrorCode planes_open(TiffPlanes& planes, PictureSink& sink)
+{
+    planes.sink = &sink;
+    planes.width = sink.width;
+    planes.height = sink.height;
+    planes.buffer_rows = std::max(1, kBufferBytes / planes.width);
+    planes.tiff_plane_file = platform::OpenFile(kPlaneFileName, &planes.made, platform::OF_CREATE);
+    if (planes.tiff_plane_file < 0) {
+        return kNotCreated;
+    }
+    planes.buffer = block_alloc(static_cast<usize>(planes.buffer_rows) * static_cast<u32>(planes.width));
+    planes.row = planes.buffer;
+    return planes.buffer == nullptr ? kOutOfMemory : kOk;
+}
+
+void planes_close(TiffPlanes& planes)
+{
+    block_free(planes.buffer);
+    if (planes.tiff_plane_file >= 0) {
+        platform::_lclose(planes.tiff_plane_file);
+        platform::OpenFile(kPlaneFileName, &planes.made, platform::OF_DELETE);
+    }
+}
+
+// ---- rows
+
+namespace
+{
+
+bool seek_row(const TiffPlanes& planes, i32 row_number)
+{
+    const i32 position = row_number * planes.width;  // at most 3 * 32767 * 10921
+    return platform::_llseek(planes.tiff_plane_file, position, kFromStart) == position;
+}
+
+void flush(TiffPlanes& planes)
+{
+    const i32 bytes = planes.buffered * planes.width;
+    if (bytes > 0 &&
+        (!seek_row(planes, planes.first_buffered) ||
+         platform::_lwrite(planes.tiff_plane_file, planes.buffer, static_cast<u32>(bytes)) != bytes)) {
+        planes.failed = true;
+    }
+    planes.buffered = 0;
+    planes.row = planes.buffer;
+}
+
+bool has_come(const TiffPlanes& planes, i32 plane, i32 row)
+{
+    return (planes.came[plane][row / 64] >> (row % 64) & 1) != 0;
+}
+
+bool all_have_come(const TiffPlanes& planes, i32 row)
+{
+    return has_come(planes, 0, row) && has_come(planes, 1, row) && has_come(planes, 2, row);
+}
+
+// Blue is the last plane and a pixel's first byte.
+void put_in_image(TiffPlanes& planes, i32 plane, i32 row)
+{
+    const std::span<const u8> samples(planes.row, static_cast<usize>(planes.width));
+    row_spread(samples, row_lend(*planes.sink, row) + (kPlanes - 1 - plane));
+    if (all_have_come(planes, row)) {
+        row_done(*planes.sink, row);
+    }
+}
+
+// Keeps the row for the file. Those behind each other go together.
+void put_in_file(TiffPlanes& planes, i32 row_number)
+{
+    if (planes.buffered == 0) {
+        planes.first_buffered = row_number;
+    } else if (row_number != planes.first_buffered + planes.buffered) {
+        // It goes alone.
+        const i32 bytes = planes.buffered * planes.width;
+        flush(planes);
+        std::memmove(planes.buffer, planes.buffer + bytes, static_cast<usize>(planes.width));
+        planes.first_buffered = row_number;
+    }
+    ++planes.buffered;
+    planes.row += planes.width;
+    if (planes.buffered == planes.buffer_rows) {
+        flush(planes);
+    }
+}
+
+// Reads `count` rows of a plane: how many came.
+i32 read_rows(const TiffPlanes& planes, i32 row_number, i32 count, u8* rows)
+{
+    if (!seek_row(planes, row_number)) {
+        return 0;
+    }
+    const u32 bytes = static_cast<u32>(count * planes.width);
+    return platform::_lread(planes.tiff_plane_file, rows, bytes) / planes.width;
+}
+
+void deliver_block(TiffPlanes& planes, i32 first, i32 count)
+{
+    PictureSink& sink = *planes.sink;
+    const i32 block = count * planes.width;
+    i32 whole = count;
+    for (i32 plane = 0; plane < kPlanes; ++plane) {
+        const i32 came = read_rows(planes, plane * planes.height + first, count, planes.buffer + plane * block);
+        whole = std::min(whole, came);
+    }
+    for (i32 i = 0; i < whole; ++i) {
+        if (!all_have_come(planes, first + i)) {
+            continue;
+        }
+        for (i32 plane = 0; plane < kPlanes; ++plane) {
+            row_spread({planes.buffer + plane * block + i * planes.width, static_cast<usize>(planes.width)},
+                       row_lend(sink, first + i) + (kPlanes - 1 - plane));
+        }
+        row_done(sink, first + i);
+    }
 }
 
 }  // namespace
 
-bool tiff_has_planes(const TiffDirectory& dir)
+void planes_put(TiffPlanes& planes, i32 row_number)
 {
-    return dir.PlanarConfiguration == kPlanarSeparate && dir.SamplesPerPixel == 3 && dir.BitsPerSample == 8;
-}
-
-bool plane_file_create()
-{
-    tiff_plane_file = platform::OpenFile(kPlaneFileName, &plane_file_made, platform::OF_CREATE);
-    return tiff_plane_file >= 0;
-}
-
-void plane_file_put(const u8* row, i32 row_bytes, i32 row_number)
-{
-    const i32 position = row_number * row_bytes;  // at most 3 * 32767 * 10921
-    if (platform::_llseek(tiff_plane_file, position, kFromStart) == position) {
-        platform::_lwrite(tiff_plane_file, row, static_cast<u32>(row_bytes));
+    const i32 plane = row_number / planes.height;
+    const i32 row = row_number % planes.height;
+    planes.came[plane][row / 64] |= u64{1} << (row % 64);
+    if (planes.sink->image != nullptr) {
+        put_in_image(planes, plane, row);
+    } else {
+        put_in_file(planes, row_number);
     }
 }
 
-i16 plane_file_deliver(const TiffDirectory& dir)
+ErrorCode planes_deliver(TiffPlanes& planes)
 {
-    const i32 width = static_cast<i32>(dir.ImageWidth);
-    const i32 height = static_cast<i32>(dir.ImageLength);
-    const i16 length = tiff_row_stride(static_cast<i16>(width), 24);
-    const u32 plane_bytes = static_cast<u32>(width);
-    u8* planes = scratch_alloc(3 * plane_bytes);
-    u8* row = planes ? scratch_alloc(static_cast<u32>(length)) : nullptr;
-    if (!row) {
-        scratch_free_all();
-        return kOutOfMemory;
+    PictureSink& sink = *planes.sink;
+    if (sink.image != nullptr) {
+        return kOk;
     }
-    u8* red = planes;
-    u8* green = red + plane_bytes;
-    u8* blue = green + plane_bytes;
-    for (i32 y = 0; y < height; ++y) {
-        if (!plane_row(red, plane_bytes, y) || !plane_row(green, plane_bytes, height + y) ||
-            !plane_row(blue, plane_bytes, 2 * height + y)) {
-            break;
-        }
-        for (i32 x = 0; x < width; ++x) {
-            row[3 * x] = blue[x];
-            row[3 * x + 1] = green[x];
-            row[3 * x + 2] = red[x];
-        }
-        row_give(*tiff_sink, y, row);
+    flush(planes);
+    if (planes.failed) {
+        return kShortWrite;
     }
-    scratch_free(row);
-    scratch_free(planes);
+    const i32 at_once = planes.buffer_rows / kPlanes;
+    for (i32 first = 0; first < planes.height; first += at_once) {
+        deliver_block(planes, first, std::min(at_once, planes.height - first));
+    }
     return kOk;
-}
-
-void plane_file_remove()
-{
-    platform::_lclose(tiff_plane_file);
-    platform::OpenFile(kPlaneFileName, &plane_file_made, platform::OF_DELETE);
-    tiff_plane_file = -1;
 }
 
 }  // namespace orv

@@ -1,9 +1,11 @@
+#include "formats/tiff/tiff_read.h"
+
 #include "formats/format_readers.h"
 #include "formats/line_doubling.h"
-#include "formats/tiff/fax.h"
-#include "formats/tiff/tiff_directory.h"
+#include "formats/tiff/fax_read.h"
 #include "formats/tiff/tiff_planes.h"
 #include "formats/tiff/tiff_strips.h"
+#include "frame/blocks.h"
 #include "frame/load.h"
 #include "frame/scratch.h"
 #include "pixels/palettes.h"
@@ -11,21 +13,11 @@
 namespace orv
 {
 
-// ---- the bytes of the format: see tiff_directory.cpp, tiff_strips.cpp and the coders
+// ---- the bytes of the format: see tiff_format.h and the decoders
 
 // ---- parsing and checks, no pixels
 
-i16 tiff_row_stride(i16 width, i16 bits)
-{
-    return delivered_row_bytes(width, bits);
-}
-
-i32 tiff_row_bytes(const TiffDirectory& dir)
-{
-    return static_cast<i32>((dir.ImageWidth * dir.BitsPerSample * dir.SamplesPerPixel + 7) / 8);
-}
-
-void tiff_build_header(const TiffDirectory& dir, ImageHeader& header)
+ErrorCode tiff_build_header(const TiffDirectory& dir, ImageHeader& header)
 {
     u32 rows = dir.ImageLength;
     u32 y_resolution = dir.YResolution;
@@ -34,6 +26,9 @@ void tiff_build_header(const TiffDirectory& dir, ImageHeader& header)
     // A fax page of standard resolution, 204 by 98, becomes one of square pixels.
     const bool fax_coded = dir.Compression == kTiffHuffman || dir.Compression == kTiffT4;
     if (fax_coded && y_resolution < dir.XResolution - 20) {
+        if (rows > kMaxSide / 2) {
+            return kNotSupported;
+        }
         line_doubling = 1;
         rows *= 2;
         y_resolution *= 2;
@@ -43,18 +38,20 @@ void tiff_build_header(const TiffDirectory& dir, ImageHeader& header)
     if (bits == 32) {
         bits = 24;
     }
-    const i64 stride = tiff_row_stride(static_cast<i16>(dir.ImageWidth), static_cast<i16>(bits));
+    const u32 stride =
+        static_cast<u32>(tiff_row_stride(static_cast<i16>(dir.ImageWidth), static_cast<i16>(bits)));
     header.info = {.biSize = kBitmapHeaderBytes,
                    .biWidth = static_cast<i32>(dir.ImageWidth),
                    .biHeight = static_cast<i32>(rows),
                    .biPlanes = 1,
                    .biBitCount = bits,
                    .biCompression = 0,
-                   .biSizeImage = static_cast<u32>(stride * static_cast<i32>(rows)),
+                   .biSizeImage = stride * rows,
                    .biXPelsPerMeter = static_cast<i32>(dir.XResolution),
                    .biYPelsPerMeter = static_cast<i32>(y_resolution),
                    .biClrUsed = 0,
                    .biClrImportant = 0};
+    return kOk;
 }
 
 namespace
@@ -82,25 +79,22 @@ ErrorCode check_picture(const TiffDirectory& dir, const ImageHeader& header)
     }
 }
 
-// The ColorMap: all reds, all greens, all blues, 16 bits each, of which the high byte is kept.
-void tiff_read_color_map(const TiffDirectory& dir, ImageHeader& header)
+// The ColorMap: all reds, all greens, all blues, 16 bits each, of which the high byte is kept. What the file
+// lacks of it is black.
+void tiff_read_color_map(const TiffFile& file, const TiffDirectory& dir, ImageHeader& header)
 {
     const u32 entries = header.info.biBitCount <= 8 ? 1u << header.info.biBitCount : 0;
-    u8* map = scratch_alloc(6 * 256);
-    if (!map) {
-        return;
+    u16 map[3 * 256] = {};
+    if (tiff_seek(file, dir.ColorMapOffset)) {
+        stream_read(file.tiff_stream, map, static_cast<u16>(sizeof map[0] * 3 * entries));
     }
-    if (tiff_seek(dir.ColorMapOffset)) {
-        const u32 got = stream_read(tiff_stream, map, static_cast<u16>(6 * entries));
-        std::memset(map + got, 0, 6 * 256 - got);
-    }
+    tiff_swap16(map, file.tiff_byte_order, 3 * entries);
     for (u32 i = 0; i < entries; ++i) {
-        header.palette[i] = {.rgbBlue = static_cast<u8>(tiff_u16(map + 2 * (2 * entries + i)) >> 8),
-                             .rgbGreen = static_cast<u8>(tiff_u16(map + 2 * (entries + i)) >> 8),
-                             .rgbRed = static_cast<u8>(tiff_u16(map + 2 * i) >> 8),
+        header.palette[i] = {.rgbBlue = static_cast<u8>(map[2 * entries + i] >> 8),
+                             .rgbGreen = static_cast<u8>(map[entries + i] >> 8),
+                             .rgbRed = static_cast<u8>(map[i] >> 8),
                              .rgbReserved = 0};
     }
-    scratch_free(map);
 }
 
 }  // namespace
@@ -111,55 +105,73 @@ namespace
 {
 
 // Sets the format and runs the decoder. A compression that has none leaves the format and the rows.
-i16 decode_rows(const TiffDirectory& dir)
+i16 decode_rows(StripWalk& walk)
 {
-    switch (dir.Compression) {
-    case kTiffRaw: extra_info.format = ORV_FORMAT_TIFF; return tiff_decode_raw(dir, tiff_stream);
-    case kTiffPackBits: extra_info.format = ORV_FORMAT_TIFF; return tiff_decode_packbits(dir, tiff_stream);
+    const u32 compression = walk.dir.Compression;
+    switch (compression) {
+    case kTiffRaw: extra_info.format = ORV_FORMAT_TIFF; return tiff_decode_raw(walk);
+    case kTiffPackBits: extra_info.format = ORV_FORMAT_TIFF; return tiff_decode_packbits(walk);
     case kTiffHuffman:
     case kTiffT4:
         extra_info.format = ORV_FORMAT_TIFF_T4;
-        return tiff_decode_ccitt(dir, tiff_stream, static_cast<i16>(dir.Compression));
+        return tiff_decode_ccitt(walk, static_cast<i16>(compression));
     case kTiffT6:
         extra_info.format = ORV_FORMAT_TIFF_T6;
-        return tiff_decode_ccitt(dir, tiff_stream, static_cast<i16>(dir.Compression));
-    case kTiffLzw: extra_info.format = ORV_FORMAT_TIFF_LZW; return tiff_decode_lzw(dir, tiff_stream);
-    default: return kOk;
+        return tiff_decode_ccitt(walk, static_cast<i16>(compression));
+    case kTiffLzw: extra_info.format = ORV_FORMAT_TIFF_LZW; return tiff_decode_lzw(walk);
+    default: picture_note(walk.sink, "the compression is not read"); return kOk;
     }
 }
 
-i16 decode_picture(const TiffDirectory& dir)
+i16 decode_strips_of(StripWalk& walk)
 {
-    if (!tiff_has_planes(dir)) {
-        return decode_rows(dir);
+    const ErrorCode opened = strip_walk_open(walk);
+    const i16 decoded = opened == kOk ? decode_rows(walk) : i16{opened};
+    strip_walk_close(walk);
+    return decoded;
+}
+
+i16 decode_planes(StripWalk& walk)
+{
+    TiffPlanes* const planes = reinterpret_cast<TiffPlanes*>(block_alloc(sizeof(TiffPlanes)));
+    if (planes == nullptr) {
+        return kOutOfMemory;
     }
-    if (!plane_file_create()) {
-        return kNotCreated;
+    const ErrorCode opened = planes_open(*planes, walk.sink);
+    i16 decoded = opened;
+    if (opened == kOk) {
+        walk.planes = planes;
+        decoded = decode_strips_of(walk);
+        const ErrorCode delivered = planes_deliver(*planes);
+        decoded = delivered != kOk ? i16{delivered} : decoded;
     }
-    const i16 decoded = decode_rows(dir);
-    const i16 delivered = plane_file_deliver(dir);
-    plane_file_remove();
-    return delivered < 0 ? delivered : decoded;
+    planes_close(*planes);
+    block_free(planes);
+    return decoded;
 }
 
 // Header, palette, callback, rows.
-i16 read_picture(const TiffDirectory& dir, ImageHeader& header)
+i16 read_picture(const TiffFile& file, const TiffDirectory& dir, ImageHeader& header, PictureSink& sink)
 {
     extra_info.x_resolution = static_cast<i16>(dir.XResolution);
     extra_info.y_resolution = static_cast<i16>(dir.YResolution);
-    tiff_build_header(dir, header);
-    if (const ErrorCode error = check_picture(dir, header); error != kOk) {
+    ErrorCode error = tiff_build_header(dir, header);
+    if (error == kOk) {
+        error = check_picture(dir, header);
+    }
+    if (error != kOk) {
         return error;
     }
     if (dir.ColorMapOffset != 0 && dir.Photometric == kTiffPalette) {
-        tiff_read_color_map(dir, header);
+        tiff_read_color_map(file, dir, header);
     } else {
         palette_build_default(&header, "tiff");
     }
-    if (const i16 result = picture_begin(*tiff_sink, header, DepthRule::Streamed); result < 0) {
+    if (const i16 result = picture_begin(sink, header, DepthRule::Streamed); result < 0) {
         return result;
     }
-    const i16 status = decode_picture(dir);
+    StripWalk walk = {.file = file, .dir = dir, .sink = sink};
+    const i16 status = tiff_has_planes(dir) ? decode_planes(walk) : decode_strips_of(walk);
     return status < 0 ? status : static_cast<i16>(kReaderDone);
 }
 
@@ -169,23 +181,23 @@ i16 read_picture(const TiffDirectory& dir, ImageHeader& header)
 
 i16 tiff_read_image(u32 offset_or_page, PictureSink& sink, StreamHandle stream)
 {
-    fax_file_open = 0;
-    fax_marker_seen = fax_has_marker(stream) ? 1 : 0;
-    tiff_sink = &sink;
-    tiff_stream = stream;
     const bool by_page = is_page(offset_or_page);
-    tiff_base_offset = by_page ? 0 : seek_to_picture(offset_or_page, stream);
     const i16 page = by_page ? static_cast<i16>(offset_or_page) : i16{0};
-    if (const ErrorCode error = tiff_read_directory(page); error != kOk) {
-        return error;
-    }
-    ImageHeader* header = reinterpret_cast<ImageHeader*>(scratch_alloc(kImageHeaderBytes));
-    if (!header) {
+    TiffFile file = {.tiff_stream = stream,
+                     .tiff_base_offset = by_page ? 0 : offset_or_page,
+                     .tiff_byte_order = 0,
+                     .fax_marker_seen = fax_has_marker(stream)};
+    tiff_seek(file, 0);
+    u32 first;
+    if (!tiff_read_file_header(file, first)) {
         return kOutOfMemory;
     }
-    const i16 result = read_picture(tiff_directory, *header);
-    scratch_free(header);
-    return result;
+    TiffDirectory dir;
+    if (const ErrorCode error = tiff_read_directory(file, first, page, dir); error != kOk) {
+        return error;
+    }
+    ImageHeader* const header = reinterpret_cast<ImageHeader*>(scratch_alloc(kImageHeaderBytes));
+    return header == nullptr ? i16{kOutOfMemory} : read_picture(file, dir, *header, sink);
 }
 
 }  // namespace orv

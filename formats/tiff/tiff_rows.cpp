@@ -118,4 +118,12 @@ void row_cmyk_to_bgr(std::span<u8> row)
     }
 }
 
+void row_spread(std::span<const u8> samples, u8* to)
+{
+    for (const u8 sample : samples) {
+        *to = sample;
+        to += 3;
+    }
+}
+
 }  // namespace orv

@@ -1,4 +1,4 @@
-// What is done to the bytes of a decoded row, in place.
+// What is done to the bytes of a row, in place, in both directions.
 #pragma once
 
 #include "frame/types.h"
@@ -18,5 +18,8 @@ void row_swap_red_blue(std::span<u8> row);
 
 // Cyan, magenta, yellow, black to blue, green, red: three bytes for each four, from the row's start.
 void row_cmyk_to_bgr(std::span<u8> row);
+
+// Puts a row of one sample where it stands in pixels of three: at to[0], to[3], to[6] and so on.
+void row_spread(std::span<const u8> samples, u8* to);
 
 }  // namespace orv

@@ -3,7 +3,7 @@
 
 #include <random>
 
-#include "formats/tiff/ccitt_tables.h"
+#include "formats/tiff/ccitt_lookup.h"
 #include "tests/formats/tiff/tiff_build.h"
 
 namespace orv::test

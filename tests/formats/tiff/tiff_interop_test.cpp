@@ -81,6 +81,41 @@ TEST(TiffInterop, Tiffcp)
     }
 }
 
+// Lines 5,300 wide of a white run, a black one of the same length, and white to the end: every run that has a
+// code of its own, in both colours, as another program's table has it.
+std::vector<u8> every_run()
+{
+    std::vector<u8> rows;
+    for (u32 i = 0; i < 104; ++i) {
+        const u32 run = i < 64 ? i : (i - 63) * 64;
+        std::vector<u8> row(663, 0);
+        for (u32 x = run; x < 2 * run; ++x) {
+            row[x / 8] = static_cast<u8>(row[x / 8] | 0x80 >> x % 8);
+        }
+        rows.insert(rows.end(), row.begin(), row.end());
+    }
+    return rows;
+}
+
+TEST(TiffInterop, EveryRunLength)
+{
+    const std::vector<u8> rows = every_run();
+    write_file(temp_path("runs.tif"), make_tiff({{256, 3, 1, 5300},
+                                                 {257, 3, 1, 104},
+                                                 {258, 3, 1, 1},
+                                                 {259, 3, 1, 1},
+                                                 {262, 3, 1, 0},
+                                                 {273, 4, 1, kDataPosition},
+                                                 {277, 3, 1, 1},
+                                                 {278, 3, 1, 104},
+                                                 {279, 4, 1, static_cast<u32>(rows.size())}},
+                                                rows));
+    for (const char* const options : {"-c g3", "-c g4"}) {
+        run("tiffcp " + std::string(options) + " " + temp_path("runs.tif") + " " + temp_path("coded.tif"));
+        expect_same(load_picture(temp_path("coded.tif")), load_picture(temp_path("runs.tif")), options);
+    }
+}
+
 // Pictures of many chunks: runs and noise, coded by the peer, against the same rows uncoded.
 TEST(TiffInterop, LargePictures)
 {

@@ -61,6 +61,14 @@ TEST(Tiff, Header)
         {"depth past 16 bits", {{258, 4, 1, 65537}}, -6, 0, 0, 0, 0, 0},
         {"too high", {{257, 4, 1, 32768}}, -6, 0, 0, 0, 0, 0},
         {"doubled too high", {{257, 4, 1, 16384}, {282, 4, 1, 19}, {259, 3, 1, 3}}, -6, 0, 0, 0, 0, 0},
+        {"too high for numbers",
+         {{257, 4, 1, 0x80000001}, {282, 4, 1, 204}, {283, 4, 1, 98}, {259, 3, 1, 3}},
+         -6,
+         0,
+         0,
+         0,
+         0,
+         0},
         {"too wide", {{256, 4, 1, 10922}, {258, 3, 1, 8}, {277, 3, 1, 3}}, -6, 0, 0, 0, 0, 0},
     };
     for (const Case& test : cases) {
@@ -181,6 +189,60 @@ TEST(Tiff, LzwStripsThatRunOnStillGiveThePicture)
     }
 }
 
+// What the tables point at is small, what the strips ask for is not: the work stays within data and picture.
+TEST(Tiff, OverlappingStripsCostNoMoreThanThePicture)
+{
+    constexpr u32 kRows = 32767;
+    std::vector<u8> data = {0x80};  // Clear, then the same byte for ever
+    data.resize(20000, 0);
+    std::vector<u8> file =
+        picture(1, kRows, 8, 1, {{259, 3, 1, 5}, {278, 3, 1, 1}, {273, 4, 1, kDataPosition}}, data);
+    EXPECT_LE(stream_file(file).rows.size(), 2 * kRows + 64);
+    for (const u32 compression : {1u, 3u, 4u, 32773u}) {
+        file =
+            picture(1, kRows, 1, 1, {{259, 3, 1, compression}, {266, 3, 1, 2}, {278, 3, 1, 1}, kStrip}, data);
+        EXPECT_LE(stream_file(file).rows.size(), 2 * kRows);
+    }
+}
+
+// Three planes of two rows of two pixels, 1, 2, 3, 4; 11 and so on; 21 and so on.
+std::vector<u8> planes(u32 compression, std::span<const u8> data)
+{
+    return picture(2, 2, 8, 3, {{259, 3, 1, compression}, {284, 3, 1, 2}}, data);
+}
+
+TEST(Tiff, PlanesUnderOneOffset)
+{
+    std::vector<u8> raw;
+    std::vector<u8> lzw;
+    for (const u32 plane : {1u, 11u, 21u}) {
+        u64 codes = 256;  // Clear, four bytes and EndOfInformation of 9 bits make 7 bytes
+        for (u32 i = plane; i < plane + 4; ++i) {
+            raw.push_back(static_cast<u8>(i));
+            codes = codes << 9 | i;
+        }
+        codes = (codes << 9 | 257) << 2;
+        for (int shift = 48; shift >= 0; shift -= 8) {
+            lzw.push_back(static_cast<u8>(codes >> shift));
+        }
+    }
+    const std::vector<u8> rows[] = {{21, 11, 1, 22, 12, 2, 0, 0}, {23, 13, 3, 24, 14, 4, 0, 0}};
+    for (const auto& file : {planes(1, raw), planes(5, lzw)}) {
+        const Streamed streamed = stream_file(file);
+        ASSERT_EQ(streamed.rows.size(), 2u);
+        EXPECT_EQ(streamed.rows[0].second, rows[0]);
+        EXPECT_EQ(streamed.rows[1].second, rows[1]);
+        EXPECT_EQ(load_picture(file).pixels, (std::vector<u32>{0x010B15, 0x020C16, 0x030D17, 0x040E18}));
+    }
+    // A row that a plane lacks does not come.
+    const std::vector<u8> cut = planes(1, std::span(raw).first(11));
+    EXPECT_EQ(stream_file(cut).rows.size(), 1u);
+    EXPECT_EQ(load_picture(cut).pixels, (std::vector<u32>{0x010B15, 0x020C16, 0, 0}));
+    platform::testing::shorten_write(1);
+    EXPECT_EQ(stream_file(planes(1, raw)).result, -10);
+    platform::testing::shorten_write(0);
+}
+
 TEST(Tiff, RedAndBlueChangePlacesInRowsOfAnyLength)
 {
     for (usize length = 0; length < 260; ++length) {
@@ -231,6 +293,49 @@ TEST(Tiff, PagesAndChains)
     EXPECT_EQ(stream_file(std::span(loop).first(7)).result, -1);
     EXPECT_EQ(stream_file(std::span(loop).first(40)).result, -3);
     EXPECT_EQ(count_pages(std::span(loop).first(9)), -3);
+}
+
+// A TIFF behind other bytes: all its positions count from its start.
+TEST(Tiff, InsideAnotherFile)
+{
+    for (const char* const name : {"tiff/palette.tif", "tiff/planes.tif", "tiff/t6.tif", "tiff/lzw-rgb.tif"}) {
+        const std::vector<u8> inner = read_file(data_path(name));
+        std::vector<u8> outer(777, 'x');
+        outer.insert(outer.end(), inner.begin(), inner.end());
+        write_file(temp_path("outer.bin"), outer);
+        const int stream = platform::_lopen(temp_path("outer.bin").c_str(), platform::OF_READ);
+        const i16 handle = IMG_decompress_bitmap_fd(stream, 777, 0);
+        ASSERT_GE(handle, 0);
+        expect_same(picture_of(handle), load_picture(inner), name);
+        IMG_delete_bitmap(handle);
+        platform::_lclose(stream);
+    }
+}
+
+// From inside a callback the pages of another file can be counted.
+TEST(Tiff, CountingDisturbsNoLoad)
+{
+    static int other;
+    other = platform::_lopen(data_path("tiff/cmyk.tif").c_str(), platform::OF_READ);
+    const std::vector<u8> file = read_file(data_path("tiff/lzw-rgb.tif"));
+    std::vector<u8> rows;
+    const auto header = [](ImageHeader*, void*) { return IMG_tiff_page_count(other); };
+    const auto row = [](const void* bytes, void* user, i16, i16 length) {
+        platform::_llseek(other, 0, 0);
+        const u8* const from = static_cast<const u8*>(bytes);
+        static_cast<std::vector<u8>*>(user)->insert(static_cast<std::vector<u8>*>(user)->end(), from,
+                                                    from + length);
+        return IMG_tiff_page_count(other);
+    };
+    EXPECT_GE(
+        IMGLOW_decompress_bitmap_mem_sized(file.data(), static_cast<u32>(file.size()), 0, row, &rows, header),
+        0);
+    platform::_lclose(other);
+    std::vector<u8> plain;
+    for (const auto& [number, bytes] : stream_file(file).rows) {
+        plain.insert(plain.end(), bytes.begin(), bytes.end());
+    }
+    EXPECT_EQ(rows, plain);
 }
 
 TEST(Tiff, PlaneFileIsOursAlone)
@@ -289,9 +394,18 @@ TEST(FaxContainer, Pages)
     file[16] = 1;
     EXPECT_EQ(stream_file(file, 2).rows.size(), 2u);
     EXPECT_EQ(stream_file(file, 2).header.info.biHeight, 2);
+    write_file(temp_path("pages.fax"), file);
+    const int stream = platform::_lopen(temp_path("pages.fax").c_str(), platform::OF_READ);
+    EXPECT_EQ(IMG_tiff_page_count(stream), 3);
+    EXPECT_EQ(platform::_llseek(stream, 0, 1), 0);
+    platform::_lclose(stream);
     check_all_truncations(file);
     check_mutations(file, 3000, 5);
-    file[32] = 0xFF;  // page 0 starts behind its end
+    for (int i = 0; i < 8; ++i) {
+        file[static_cast<usize>(36 + i)] = i % 4 == 1 ? 0x77 : 0;
+    }
+    EXPECT_EQ(stream_file(file, 1).result, -3);  // starts and ends beyond the file
+    file[32] = 0xFF;                             // page 0 starts behind its end
     EXPECT_EQ(stream_file(file).result, -3);
 }
 

@@ -1,4 +1,4 @@
-#include "formats/tiff/ccitt_tables.h"
+#include "formats/tiff/ccitt_lookup.h"
 
 namespace orv
 {
@@ -96,24 +96,28 @@ constexpr CcittMode first_mode(u32 bits, u32 count)
     return kModeInvalid;
 }
 
-constexpr std::array<CcittModes, 1 << kCcittModeBits> modes_table()
+// Takes a mode into the group. False where it is none that the group can go on with.
+constexpr bool enter_mode(CcittGroup& group, CcittMode mode)
 {
-    std::array<CcittModes, 1 << kCcittModeBits> table = {};
+    if (mode == kModePass && group.verticals == 0 && group.passes < kMaxPasses) {
+        ++group.passes;
+    } else if (mode >= kModeVL3 && group.verticals < kMaxVerticals) {
+        group.shifts[group.verticals++] = static_cast<i8>(mode - kModeV0);
+    } else if (mode == kModeHorizontal) {
+        group.horizontal = true;
+    } else {
+        return false;
+    }
+    group.length = static_cast<u8>(group.length + ccitt_mode_codes[mode].length);
+    return true;
+}
+
+constexpr std::array<CcittGroup, 1 << kCcittGroupBits> group_table()
+{
+    std::array<CcittGroup, 1 << kCcittGroupBits> table = {};
     for (u32 bits = 0; bits < table.size(); ++bits) {
-        CcittModes& entry = table[bits];
-        u32 used = 0;
-        for (; entry.vertical < 3; ++entry.vertical) {
-            const CcittMode mode = first_mode(bits, kCcittModeBits - used);
-            used += ccitt_mode_codes[mode].length;
-            if (mode < kModeVL3) {
-                if (entry.vertical == 0) {
-                    entry.other = mode;
-                    entry.lengths[0] = static_cast<u8>(used);
-                }
-                break;
-            }
-            entry.shifts[entry.vertical] = static_cast<i8>(mode - kModeV0);
-            entry.lengths[entry.vertical] = static_cast<u8>(used);
+        CcittGroup& group = table[bits];
+        while (!group.horizontal && enter_mode(group, first_mode(bits, kCcittGroupBits - group.length))) {
         }
     }
     return table;
@@ -128,6 +132,6 @@ constexpr std::array<CcittRunTable, 2> ccitt_build_tables()
 
 constexpr std::array<CcittRunTable, 2> ccitt_run_tables = ccitt_build_tables();
 constexpr std::array<CcittPair, 1 << kCcittMaxBits> ccitt_pairs = pair_table();
-constexpr std::array<CcittModes, 1 << kCcittModeBits> ccitt_mode_table = modes_table();
+constexpr std::array<CcittGroup, 1 << kCcittGroupBits> ccitt_mode_table = group_table();
 
 }  // namespace orv
