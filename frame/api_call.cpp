@@ -11,6 +11,9 @@ namespace
 bool job_runs;
 i32 job_handle = kNoHandle;
 
+// The innermost draw; each knows the one around it.
+const HandleUse* innermost_use;
+
 }  // namespace
 
 ApiCall::ApiCall()
@@ -44,8 +47,23 @@ bool job_is_running()
     return job_runs;
 }
 
+HandleUse::HandleUse(i32 handle) : handle_(handle), outer_(innermost_use)
+{
+    innermost_use = this;
+}
+
+HandleUse::~HandleUse()
+{
+    innermost_use = outer_;
+}
+
 bool handle_in_use(i32 handle)
 {
+    for (const HandleUse* use = innermost_use; use != nullptr; use = use->outer_) {
+        if (use->handle_ == handle) {
+            return true;
+        }
+    }
     return job_runs && handle == job_handle;
 }
 

@@ -35,6 +35,22 @@ private:
     bool refused_;
 };
 
+// A draw and its band, of which several may run: one in the callback of a device that another draws on. The
+// handle can't be deleted or drawn meanwhile.
+class HandleUse
+{
+public:
+    explicit HandleUse(i32 handle);
+    ~HandleUse();
+    HandleUse(const HandleUse&) = delete;
+    HandleUse& operator=(const HandleUse&) = delete;
+
+private:
+    friend bool handle_in_use(i32 handle);
+    i32 handle_;
+    const HandleUse* outer_;
+};
+
 // For what must not be touched ahead of a Job that would be refused.
 bool job_is_running();
 

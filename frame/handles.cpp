@@ -4,6 +4,7 @@
 
 #include "frame/api_call.h"
 #include "frame/rows.h"
+#include "platform/gdi.h"
 #include "platform/memory.h"
 
 namespace orv
@@ -148,6 +149,9 @@ i16 handle_release(i32 handle)
             free_block(record->lut_palette_block);
         }
         free_block(record->dib_block);
+    }
+    if (record->palette_object != 0) {
+        platform::DeleteObject(record->palette_object);
     }
     free_block(platform::GlobalHandle(record));
     handle_table[handle] = nullptr;

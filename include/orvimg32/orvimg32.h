@@ -75,6 +75,12 @@ typedef struct tagRGBQUAD {
     uint8_t rgbRed;
     uint8_t rgbReserved;
 } RGBQUAD;
+
+/* Numbers of things to draw with, which host.h makes. */
+typedef int32_t HDC;      /* device: a screen, a printer, a surface in memory */
+typedef int32_t HBITMAP;  /* device bitmap */
+typedef int32_t HPALETTE; /* palette */
+typedef int32_t HWND;     /* window; there is one, number 1 */
 #endif
 
 /*
@@ -445,6 +451,68 @@ ORV_API int16_t IMG_invert_bitmap(int32_t handle);
  * images need a gray palette, else ORV_NOT_SUPPORTED. 1-bit images stay as they are.
  */
 ORV_API int16_t IMG_sharpen_bitmap(int32_t handle, int16_t strength);
+
+/* ------------------------------------------------------------------ drawing ---- */
+
+/*
+ * Drawing takes the crop rectangle of an image and scales it to a rectangle of a device, by point sampling. A
+ * negative width or height draws to the left or upwards, mirrored. Devices with fewer than four colours get
+ * pictures of 4 bits and more diffused to black and white, unless they are PostScript printers; 24-bit pictures
+ * go to 8-bit devices in the fixed palette of 8 reds, 8 greens and 4 blues, and pictures of 8 and 24 bits to
+ * 4-bit devices in dithered sixteen colours. What can't be drawn draws nothing: a crop rectangle or a
+ * destination without width or height, a device that does not exist. Columns outside the picture are zeros,
+ * rows outside repeat the nearest one. The device's mapping is afterwards as before. Common results: 0;
+ * ORV_BAD_HANDLE; ORV_OUT_OF_MEMORY; ORV_NOT_SUPPORTED for a destination of more than 524,272 pixels a side or
+ * a handle that is in use further up.
+ */
+
+/* Draws at x, y, width, height in the device's logical units: the rectangle between the two corners' pixels. */
+ORV_API int16_t IMG_display_bitmap(int32_t handle, HDC device, int16_t x, int16_t y, int16_t width,
+                                   int16_t height);
+
+/*
+ * Realises the image's colours in a device: its palette, or the fixed one of 256 colours at 24 bits. The
+ * palette stays the image's and goes with it or with the next call. Call it again when the image's palette has
+ * changed. Result: 0, ORV_BAD_HANDLE or ORV_OUT_OF_MEMORY.
+ */
+ORV_API int16_t IMG_bitmap_palette(int32_t handle, HDC device);
+
+/*
+ * Makes a bitmap of width by height pixels, 1 or more, as the screen would show the image. Result: the bitmap,
+ * which is the caller's to delete (orv_bitmap_delete), ORV_NO_BITMAP for an impossible size, or a common
+ * result.
+ */
+ORV_API int16_t IMG_dib_to_ddb(int32_t handle, int16_t width, int16_t height);
+
+/* Draws a bitmap at x, y in the device's logical units, in its own size. It stays the caller's. Result: 0. */
+ORV_API int16_t IMG_display_ddb(int16_t bitmap, HDC device, int16_t x, int16_t y);
+
+/*
+ * Prints: as IMG_display_bitmap, but in numbers of pixels, which the device's mapping then takes as logical
+ * units. The picture goes out in bands, its bottom first.
+ */
+ORV_API int16_t IMG_print_bitmap(int32_t handle, HDC device, int16_t x, int16_t y, int16_t width,
+                                 int16_t height);
+
+/* Gives the whole image to the device at once, which scales and matches it by itself. */
+ORV_API int16_t IMG_print_bitmap_fast(int32_t handle, HDC device, int16_t x, int16_t y, int16_t width,
+                                      int16_t height);
+
+/* -------------------------------------------- clipboard and device bitmaps ---- */
+
+/*
+ * Writes what the clipboard holds, an image or else a bitmap, to a BMP file. `owner` is the application's
+ * window, 0 for none. Result: 1; ORV_NO_BITMAP (the clipboard is busy, or holds nothing or no sound image: no
+ * file is made); ORV_OUT_OF_MEMORY, which stands for a file that can't be created too; ORV_SHORT_WRITE.
+ */
+ORV_API int16_t IMG_save_clipboard(const char* file_name, HWND owner);
+
+/*
+ * Makes an image from a device bitmap, which stays the caller's. `palette` gives the colours of 1, 4 and 8
+ * bits; 0 stands for the bitmap's own. Result: a handle, ORV_NO_BITMAP, ORV_OUT_OF_MEMORY, or ORV_NOT_SUPPORTED
+ * for bitmaps of 16 and 32 bits or too large a row.
+ */
+ORV_API int16_t IMG_create_handle_ddb(HBITMAP bitmap, HPALETTE palette);
 
 #ifdef __cplusplus
 }
