@@ -71,7 +71,12 @@ const FormatEntry format_table[kFormatCount] = {
      .ending = "tga",
      .told = kTgaMagic},
     /*  4 GIF                 */ {.ending = "gif", .told = kGifMagic},
-    /*  5 WPG                 */ {.ending = "wpg", .told = kWpgMagic},
+    /*  5 WPG                 */
+    {.reader = wpg_read_image,
+     .encoder = wpg_save_image,
+     .save_depths = kDepth1 | kDepth4 | kDepth8,
+     .ending = "wpg",
+     .told = kWpgMagic},
     /*  6 WMF                 */ {.ending = "wmf", .told = kWmfMagic},
     /*  7 TIFF, Compression 2 */ {.existing = ExistingFile::GetsPage},
     /*  8 TIFF, Compression 3 */ {.existing = ExistingFile::GetsPage},
@@ -87,7 +92,12 @@ const FormatEntry format_table[kFormatCount] = {
      .told = kDcxMagic},
     /* 12 BMP, run-length     */ {.encoder = bmp_write_rle, .save_depths = kDepth4 | kDepth8},
     /* 13 JPEG                */ {.ending = "jpg", .told = kJpegMagic},
-    /* 14 EPS                 */ {.ending = "eps", .told = kEpsMagic},
+    /* 14 EPS                 */
+    {.reader = eps_read_image,
+     .encoder = eps_save_image,
+     .save_depths = kAllDepths,
+     .ending = "eps",
+     .told = kEpsMagic},
     /* 15 PICT                */
     {.reader = pict_read_image,
      .encoder = pict_save_image,
