@@ -1,8 +1,8 @@
 #!/bin/sh
 # Makes the EPS fixtures: a small program behind the binary header of MS-DOS, and previews made of the
 # pictures of bitmap/ by libtiff's tools, ImageMagick 6 and Ghostscript's TIFF devices. Run in tests/data.
-# Every file must come back as its picture; the first word of a name says which it is. The names with
-# "without" have no TIFF preview.
+# Every file must come back as its picture; the first word of a name says which it is. The ones
+# named unread have no TIFF preview.
 set -e
 rm -f eps/*.eps
 work=$(mktemp -d)
@@ -40,6 +40,6 @@ def file(name, metafile, tiff, tiff_first):
     open(f'eps/{name}.eps', 'wb').write(head + b'\xff\xff' + body)
 for n, path in enumerate(sorted(glob.glob(sys.argv[1] + '/*-*.tif'))):
     file(os.path.basename(path)[:-4], b'', open(path, 'rb').read(), n % 2 == 0)
-file('without-preview', b'', b'', False)
-file('without-tiff-but-metafile', struct.pack('<HHHIHIHIH', 1, 9, 0x300, 12, 0, 3, 0, 3, 0), b'', False)
+file('unread-without-preview', b'', b'', False)
+file('unread-metafile-alone', struct.pack('<HHHIHIHIH', 1, 9, 0x300, 12, 0, 3, 0, 3, 0), b'', False)
 PY

@@ -30,7 +30,7 @@ std::string word_of(const std::string& path, int n)
 
 TEST(BitmapPeers, EveryFixtureIsItsPictures)
 {
-    for (const std::string folder : {"pcx", "tga", "dcx"}) {
+    for (const std::string folder : {"pcx", "tga", "dcx", "wpg", "eps"}) {
         for (const std::string& path : fixtures(folder)) {
             for (int page = 0; word_of(path, 0) != "unread" && page < (folder == "dcx" ? 3 : 1); ++page) {
                 expect_same(load_picture(path, page), source_picture(word_of(path, page)), path.c_str());

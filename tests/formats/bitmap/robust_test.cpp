@@ -10,7 +10,7 @@ namespace
 
 TEST(BitmapRobust, DamagedFiles)
 {
-    for (const char* folder : {"pcx", "dcx", "tga"}) {
+    for (const char* folder : {"pcx", "dcx", "tga", "wpg", "eps"}) {
         check_fixtures(folder, 2000);
     }
 }
@@ -18,7 +18,8 @@ TEST(BitmapRobust, DamagedFiles)
 TEST(BitmapRobust, WithoutMemoryOrRoom)
 {
     const int handle = make_image(50, 40, 8, 1);
-    for (const char* ending : {"pcx", "dcx", "tga"}) {
+    const std::string preview = data_path("eps/gray-big-endian.eps");
+    for (const char* ending : {"pcx", "dcx", "tga", "wpg", "eps"}) {
         const std::string path = temp_path("failing.") + ending;
         auto job = [&] {
             reset_jobs();
@@ -29,7 +30,7 @@ TEST(BitmapRobust, WithoutMemoryOrRoom)
         check_short_writes(job);
         ASSERT_EQ(job(), 0);
         check_allocations([&] {
-            const i16 loaded = IMG_decompress_bitmap(path.c_str());
+            const i16 loaded = IMG_decompress_bitmap(path.ends_with("eps") ? preview.c_str() : path.c_str());
             return loaded < 0 ? loaded : IMG_delete_bitmap(loaded);
         });
     }
@@ -51,7 +52,8 @@ TEST(BitmapRobust, StreamsInLittleMemory)
     const u32 size = static_cast<u32>(block.size());
     const u16 cases[][2] = {{ORV_FORMAT_PCX, 1},  {ORV_FORMAT_PCX, 4},  {ORV_FORMAT_PCX, 8},
                             {ORV_FORMAT_PCX, 24}, {ORV_FORMAT_DCX, 24}, {ORV_FORMAT_TGA, 8},
-                            {ORV_FORMAT_TGA, 24}, {ORV_FORMAT_BMP, 24}, {ORV_FORMAT_BMP_RLE, 8}};
+                            {ORV_FORMAT_TGA, 24}, {ORV_FORMAT_BMP, 24}, {ORV_FORMAT_BMP_RLE, 8},
+                            {ORV_FORMAT_WPG, 8}};
     for (const auto& [number, bits] : cases) {
         const i16 format = static_cast<i16>(number);
         ImageHeader header = {{40, 3000, 2000, 1, bits, 0, 0, 0, 0, 0, 0}, {}};
