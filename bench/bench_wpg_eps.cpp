@@ -1,22 +1,16 @@
-// WPG and PostScript of 3000 by 2000 pixels in memory, beside GraphicsMagick, Leptonica and Pillow where they
-// are installed. The drawing has flat areas, lines and lettering; the photograph is the one of photo.h, at 4
-// bits in sixteen steps. Rates are in bytes of pixels, whatever the file's size.
+// WPG and PostScript of 3000 by 2000 pixels in memory, beside GraphicsMagick, Leptonica and Pillow. The drawing
+// has flat areas, lines and lettering; the photograph is the one of photo.h, at 4 bits in sixteen steps. Rates
+// are in bytes of pixels, whatever the file's size.
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
 #include <functional>
 #include <string>
 
+#include "bench/peers.h"
 #include "bench/photo.h"
 #include "orvimg32/orvimg32.h"
 #include "orvimg32/sized.h"
-
-#if defined(ORV_BENCH_GRAPHICSMAGICK)
-#include <magick/api.h>
-#endif
-#if defined(ORV_BENCH_LEPTONICA)
-#include <allheaders.h>
-#endif
 
 namespace
 {
@@ -121,57 +115,32 @@ void encode(benchmark::State& state, Motif motif, int bits, i16 format)
     state.SetBytesProcessed(state.iterations() * pixel_bytes(bits));
 }
 
-#if defined(ORV_BENCH_GRAPHICSMAGICK)
 void decode_graphicsmagick(benchmark::State& state, Motif motif, int bits)
 {
-    InitializeMagick(nullptr);
     const std::vector<u8> file = file_of(motif, bits, ORV_FORMAT_WPG);
-    ImageInfo* const info = CloneImageInfo(nullptr);
-    std::strcpy(info->magick, "WPG");
-    ExceptionInfo exception;
-    GetExceptionInfo(&exception);
     for (auto _ : state) {
-        Image* const image = BlobToImage(info, file.data(), file.size(), &exception);
-        if (image == nullptr) {
+        if (!orv::bench::graphicsmagick_load(file.data(), file.size(), "WPG")) {
             state.SkipWithError("the file does not load");
             break;
         }
-        DestroyImage(image);
     }
-    DestroyExceptionInfo(&exception);
-    DestroyImageInfo(info);
     state.SetBytesProcessed(state.iterations() * pixel_bytes(bits));
 }
-#endif
 
-#if defined(ORV_BENCH_LEPTONICA)
+// Rows of 3000 pixels have no padding at 8 and 24 bits.
 void postscript_leptonica(benchmark::State& state, int bits)
 {
     const std::vector<u8> bitmap = bitmap_of(Motif::Photo, bits);
-    PIX* const picture = pixCreate(kWidth, kHeight, bits == 24 ? 32 : bits);
-    for (l_uint32 y = 0; y < kHeight; ++y) {
-        const u8* const row = bitmap.data() + bitmap.size() - (usize{y} + 1) * (bitmap.size() / kHeight);
-        for (l_uint32 x = 0; x < kWidth; ++x) {
-            const u8* const pixel = row + usize{x} * static_cast<usize>(bits) / 8;
-            pixSetPixel(picture, static_cast<l_int32>(x), static_cast<l_int32>(y),
-                        bits == 24
-                            ? l_uint32{pixel[2]} << 24 | l_uint32{pixel[1]} << 16 | l_uint32{pixel[0]} << 8
-                            : *pixel);
-        }
-    }
+    const u8* const pixels = bitmap.data() + bitmap.size() - static_cast<usize>(pixel_bytes(bits));
+    void* const picture = orv::bench::leptonica_picture(pixels, kWidth, kHeight, bits);
     for (auto _ : state) {
-        char* const text = pixWriteStringPS(picture, nullptr, 300, 1.0F);
-        if (text == nullptr) {
+        if (!orv::bench::leptonica_postscript(picture)) {
             state.SkipWithError("the picture does not save");
             break;
         }
-        lept_free(text);
     }
-    PIX* spent = picture;
-    pixDestroy(&spent);
     state.SetBytesProcessed(state.iterations() * pixel_bytes(bits));
 }
-#endif
 
 // Pillow times itself, in a process of its own.
 void postscript_pillow(benchmark::State& state, int bits)
@@ -209,10 +178,8 @@ const bool registered = [] {
             std::string what = motif == Motif::Photo ? "_photo_" : "_drawing_";
             what += std::to_string(bits);
             add("wpg_decode" + what, [=](benchmark::State& state) { decode(state, motif, bits); });
-#if defined(ORV_BENCH_GRAPHICSMAGICK)
             add("wpg_decode_graphicsmagick" + what,
                 [=](benchmark::State& state) { decode_graphicsmagick(state, motif, bits); });
-#endif
             add("wpg_encode" + what,
                 [=](benchmark::State& state) { encode(state, motif, bits, ORV_FORMAT_WPG); });
         }
@@ -223,10 +190,8 @@ const bool registered = [] {
         add("postscript" + what,
             [=](benchmark::State& state) { encode(state, Motif::Photo, bits, ORV_FORMAT_EPS); });
         if (bits >= 8) {
-#if defined(ORV_BENCH_LEPTONICA)
             add("postscript_leptonica" + what,
                 [=](benchmark::State& state) { postscript_leptonica(state, bits); });
-#endif
             benchmark::RegisterBenchmark(("postscript_pillow" + what).c_str(),
                                          [=](benchmark::State& state) { postscript_pillow(state, bits); })
                 ->UseManualTime()

@@ -32,4 +32,21 @@ bool graphicsmagick_save(void* picture, const char* format)
     return file != nullptr;
 }
 
+bool graphicsmagick_load(const std::uint8_t* file, std::size_t size, const char* format)
+{
+    InitializeMagick(nullptr);
+    ExceptionInfo exception;
+    GetExceptionInfo(&exception);
+    ImageInfo* const info = CloneImageInfo(nullptr);
+    std::snprintf(info->magick, sizeof info->magick, "%s", format);
+    Image* const picture = BlobToImage(info, file, size, &exception);
+    const bool loaded = picture != nullptr;
+    if (loaded) {
+        DestroyImage(picture);
+    }
+    DestroyExceptionInfo(&exception);
+    DestroyImageInfo(info);
+    return loaded;
+}
+
 }  // namespace orv::bench

@@ -21,5 +21,11 @@ bool freeimage_save(void* picture, PeerFormat format);
 // The same of GraphicsMagick, whose formats go by name.
 void* graphicsmagick_picture(const std::uint8_t* bmp, std::size_t size);
 bool graphicsmagick_save(void* picture, const char* format);
+bool graphicsmagick_load(const std::uint8_t* file, std::size_t size, const char* format);
+
+// Leptonica's picture of 8 bits, or of 24 with blue first, from `pixels` without padding; kept until the
+// process ends. As PostScript text in memory.
+void* leptonica_picture(const std::uint8_t* pixels, int width, int height, int bits);
+bool leptonica_postscript(void* picture);
 
 }  // namespace orv::bench
