@@ -27,6 +27,11 @@ static inline u32 load_be32(const u8* p)
            static_cast<u32>(p[3]);
 }
 
+static inline u64 load_le64(const u8* p)
+{
+    return u64{load_le32(p)} | u64{load_le32(p + 4)} << 32;
+}
+
 static inline u64 load_be64(const u8* p)
 {
     return u64{load_be32(p)} << 32 | load_be32(p + 4);

@@ -12,6 +12,7 @@
 
 #include "formats/bitmap/bmp_rle.h"
 #include "formats/format_readers.h"
+#include "formats/plain_rows.h"
 #include "frame/bytes.h"
 #include "frame/chunk_reader.h"
 #include "frame/load.h"
@@ -133,42 +134,6 @@ void palette_read(StreamHandle stream, const BmpFile& file, ImageHeader& header)
 }
 
 // --- Rows ---
-
-// Reads a row where it belongs; what the file lacks of it is zero.
-void read_plain_row(StreamHandle stream, PictureSink& sink, i32 row)
-{
-    u8* const place = row_lend(sink, row);
-    const usize came = stream_read_all(stream, place, sink.stride);
-    if (came < sink.stride) {
-        std::memset(place + came, 0, sink.stride - came);
-        picture_note(sink, kNoteDataEnded);
-    }
-    row_done(sink, row, came < sink.row_bytes ? RowState::Repaired : RowState::Whole);
-}
-
-// The file's rows are the image's, in the same order: they are read at once where they lie there.
-i16 read_plain_rows(StreamHandle stream, PictureSink& sink)
-{
-    i32 row = sink.height - 1;
-    u8* const rows = rows_lend_upward(sink, row, sink.height);
-    if (rows != nullptr) {
-        const usize came = stream_read_all(stream, rows, usize{sink.stride} * static_cast<u32>(sink.height));
-        const i32 whole = static_cast<i32>(came / sink.stride);
-        rows_done_upward(sink, row, whole);
-        row -= whole;
-        if (row < 0) {
-            return kReaderDone;
-        }
-        const usize rest = came % sink.stride;
-        std::memset(rows + came, 0, sink.stride - rest);
-        picture_note(sink, kNoteDataEnded);
-        row_done(sink, row--, rest < sink.row_bytes ? RowState::Repaired : RowState::Whole);
-    }
-    for (; row >= 0; --row) {
-        read_plain_row(stream, sink, row);
-    }
-    return kReaderDone;
-}
 
 i16 read_run_length_rows(StreamHandle stream, u16 compression, PictureSink& sink)
 {
