@@ -13,6 +13,7 @@ i16 bmp_read_image(u32 offset_or_page, PictureSink& sink, StreamHandle stream);
 i16 dcx_read_image(u32 offset_or_page, PictureSink& sink, StreamHandle stream);
 i16 eps_read_image(u32 offset_or_page, PictureSink& sink, StreamHandle stream);
 i16 fax_read_page(u32 offset_or_page, PictureSink& sink, StreamHandle stream);
+i16 gif_read_image(u32 offset_or_page, PictureSink& sink, StreamHandle stream);
 i16 pcx_read_image(u32 offset_or_page, PictureSink& sink, StreamHandle stream);
 i16 pict_read_image(u32 offset_or_page, PictureSink& sink, StreamHandle stream);
 i16 tga_read_image(u32 offset_or_page, PictureSink& sink, StreamHandle stream);
@@ -24,6 +25,7 @@ i16 bmp_write_image(StreamHandle stream, ImageHeader& header, PictureSource& sou
 i16 bmp_write_rle(StreamHandle stream, ImageHeader& header, PictureSource& source);
 i16 dcx_write_image(StreamHandle stream, ImageHeader& header, PictureSource& source);
 i16 eps_save_image(StreamHandle stream, ImageHeader& header, PictureSource& source);
+i16 gif_save_image(StreamHandle stream, ImageHeader& header, PictureSource& source);
 i16 pcx_write_image(StreamHandle stream, ImageHeader& header, PictureSource& source);
 i16 pict_save_image(StreamHandle stream, ImageHeader& header, PictureSource& source);
 i16 tga_write_image(StreamHandle stream, ImageHeader& header, PictureSource& source);

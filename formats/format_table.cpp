@@ -70,7 +70,12 @@ const FormatEntry format_table[kFormatCount] = {
      .save_depths = kDepth8 | kDepth24,
      .ending = "tga",
      .told = kTgaMagic},
-    /*  4 GIF                 */ {.ending = "gif", .told = kGifMagic},
+    /*  4 GIF                 */
+    {.reader = gif_read_image,
+     .encoder = gif_save_image,
+     .save_depths = kDepth4 | kDepth8,
+     .ending = "gif",
+     .told = kGifMagic},
     /*  5 WPG                 */
     {.reader = wpg_read_image,
      .encoder = wpg_save_image,

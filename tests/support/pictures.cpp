@@ -206,6 +206,13 @@ Picture read_pnm(const std::string& path)
     return picture;
 }
 
+Picture fixture_source(const std::string& path)
+{
+    const std::string name = path.substr(path.rfind('/') + 1);
+    const std::string word = name.substr(0, name.find('-'));
+    return read_pnm(data_path("bitmap/" + word + (word == "gray" ? ".pgm" : word == "mono" ? ".pbm" : ".ppm")));
+}
+
 void expect_same(const Picture& a, const Picture& b, const char* what)
 {
     if (a == b) {

@@ -42,6 +42,9 @@ Picture cropped(const Picture& picture, int left, int top, int width, int height
 Picture peer_picture(const std::string& path);
 Picture read_pnm(const std::string& path);  // P4, P5 or P6 with 8 bits a sample
 
+// The picture in tests/data/bitmap that the first word of a fixture's name tells.
+Picture fixture_source(const std::string& path);
+
 // Fails the test with the first pixel that differs.
 void expect_same(const Picture& a, const Picture& b, const char* what);
 

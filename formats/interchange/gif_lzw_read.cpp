@@ -1,0 +1,385 @@
+// The LZW decoder of GIF. A string is known by a place in the output where it stands, which takes no work
+// to record: the string before and the first pixel behind it stand side by side there. It is copied
+// forward from that place, sixteen pixels at a time.
+//
+// Of the output only a window is kept, so that memory does not grow with the picture. When it is full it
+// starts anew, and strings whose place is gone are written from a second form, made then: their last 1 to
+// 8 pixels and the code of what stands ahead. The copy becomes the string's new place.
+#include <algorithm>
+
+#include "formats/interchange/gif.h"
+#include "formats/interchange/gif_blocks.h"
+#include "frame/blocks.h"
+#include "frame/bytes.h"
+#include "frame/errors.h"
+
+namespace orv
+{
+
+// --- Records and constants ---
+
+namespace
+{
+
+constexpr u32 kWindowBytes = 480 << 10;  // inside the second-level cache
+constexpr u32 kBatchBytes = 16 << 10;    // rows are handed on while they are in the first
+constexpr u32 kCopyBytes = 16;
+constexpr u32 kTailPixels = 8;
+constexpr u16 kNoPlace = 0x8000;  // in a length: nothing stands at `place`
+
+// Strings are never longer than the table has codes.
+constexpr u32 kStringRoom = kGifCodes + 4 * kCopyBytes;
+
+struct GifString {
+    u32 place;   // in the window
+    u16 length;  // pixels; kNoPlace alone for the clear and the end code
+    u16 prefix;  // code of the string without its last pixel
+};
+
+// A string that has no place: `tail` holds its last pixels, the first in the lowest byte, behind the string
+// of `rest`, whose length is a multiple of 8.
+struct GifTail {
+    u64 tail;
+    u16 rest;
+};
+
+struct GifDictionary {
+    GifString strings[kGifCodes + 1];  // one more than there are codes: the string that is being made
+    GifTail tails[kGifCodes];
+};
+
+struct GifDecoder {
+    GifCodes codes;
+    GifRows rows;
+    u32 width;
+    GifBlocks blocks;
+    u64 bits;   // next bits of the data, the next one lowest
+    u32 count;  // how many
+    u32 code_size;
+
+    GifDictionary* gif_dictionary;
+    u32 next_code;   // of the string that is being made
+    u32 code_limit;  // the code at which codes grow or the table is full
+    u32 growing;     // 1, or 0 once the table is full
+    u32 tails_made;  // strings below this code have theirs
+
+    u8* gif_row_buffer;  // the window: the pixels 0 to 255, then the output
+    u32 capacity;        // up to which it may be filled
+    u32 row_start;       // of the first row that has not been handed on
+    u32 at;              // where the next string goes
+    u32 stop_at;         // hand rows on from here
+};
+
+enum class Stop : u8 { Clear, End, Room, BadCode, DataEnded };
+
+}  // namespace
+
+// --- Codes ---
+
+namespace
+{
+
+// Sees to it that a code is there, at the end of the data with what is left. False at the end.
+bool gif_more_bits(GifDecoder& d)
+{
+    GifBlocks& blocks = d.blocks;
+    if (blocks.fill - blocks.pos < 8 && !blocks.ended) {
+        gif_blocks_refill(blocks);
+    }
+    while (d.count <= 56 && blocks.pos < blocks.fill) {
+        d.bits |= u64{blocks.gif_code_buffer[blocks.pos++]} << d.count;
+        d.count += 8;
+    }
+    return d.count >= d.code_size;
+}
+
+// The next code, or a negative number at the end of the data.
+i32 gif_take_code(GifDecoder& d)
+{
+    if (d.count < d.code_size && !gif_more_bits(d)) {
+        return -1;
+    }
+    const i32 code = static_cast<i32>(d.bits & ((1U << d.code_size) - 1));
+    d.bits >>= d.code_size;
+    d.count -= d.code_size;
+    return code;
+}
+
+}  // namespace
+
+// --- Strings ---
+
+namespace
+{
+
+void copy_pixels(u8* to, const u8* from)
+{
+    u8 pixels[kCopyBytes];
+    std::memcpy(pixels, from, kCopyBytes);
+    std::memcpy(to, pixels, kCopyBytes);
+}
+
+// The next string is the one at `place`, of `length` pixels, and the pixel that follows.
+void gif_begin_string(GifString& string, u32 place, u32 length, u32 prefix)
+{
+    string = {.place = place, .length = static_cast<u16>(length + 1), .prefix = static_cast<u16>(prefix)};
+}
+
+// Writes a string that has no place, from its end to its start, and gives it one. Its length.
+u32 gif_write_tails(GifDecoder& d, u32 code)
+{
+    GifString& string = d.gif_dictionary->strings[code];
+    const u32 length = string.length & ~u32{kNoPlace};
+    u8* const to = d.gif_row_buffer + d.at;
+    for (u32 start = (length - 1) & ~(kTailPixels - 1);; start -= kTailPixels) {
+        const GifTail& tail = d.gif_dictionary->tails[code];
+        store_le64(to + start, tail.tail);
+        if (start == 0) {
+            break;
+        }
+        code = tail.rest;
+    }
+    string.place = d.at;
+    string.length = static_cast<u16>(length);
+    return length;
+}
+
+// Makes the second form of all strings that do not have it. Those still stand at their places.
+void gif_make_tails(GifDecoder& d)
+{
+    for (u32 code = d.tails_made; code < d.next_code; ++code) {
+        const GifString& string = d.gif_dictionary->strings[code];
+        const u32 start = (string.length - 1U) & ~(kTailPixels - 1);
+        GifTail& tail = d.gif_dictionary->tails[code];
+        tail.tail = load_le64(d.gif_row_buffer + string.place + start);
+        tail.rest = start + 1 == string.length ? string.prefix : d.gif_dictionary->tails[string.prefix].rest;
+    }
+    d.tails_made = d.next_code;
+}
+
+// Decodes codes and writes their strings until something else is to be done.
+Stop gif_decode_strings(GifDecoder& d)
+{
+    u8* const window = d.gif_row_buffer;
+    GifString* const strings = d.gif_dictionary->strings;
+    const u32 stop_at = d.stop_at;
+    const u8* const data = d.blocks.gif_code_buffer;
+    u32 pos = d.blocks.pos;
+    u32 fill = d.blocks.fill;
+    u32 limit = d.code_limit;
+    u32 growing = d.growing;
+    u64 bits = d.bits;
+    u32 count = d.count;
+    u32 at = d.at;
+    u32 next = d.next_code;
+    u32 size = d.code_size;
+    Stop stop = Stop::Room;
+    while (at < stop_at) {
+        if (count < size) {
+            if (fill - pos >= 8) [[likely]] {
+                bits |= load_le64(data + pos) << count;
+                pos += (63 - count) / 8;
+                count |= 56;
+            } else {
+                d.blocks.pos = pos;
+                d.bits = bits;
+                d.count = count;
+                d.code_size = size;
+                if (!gif_more_bits(d)) {
+                    stop = Stop::DataEnded;
+                    break;
+                }
+                pos = d.blocks.pos;
+                fill = d.blocks.fill;
+                bits = d.bits;
+                count = d.count;
+            }
+        }
+        const u32 code = static_cast<u32>(bits) & ((1U << size) - 1);
+        if (code > next) [[unlikely]] {
+            stop = Stop::BadCode;
+            break;
+        }
+        bits >>= size;
+        count -= size;
+        u32 length = strings[code].length;
+        const u8* const from = window + strings[code].place;
+        copy_pixels(window + at, from);
+        if (length > kCopyBytes) {
+            if (length < kNoPlace) [[likely]] {
+                for (u32 i = kCopyBytes; i < length; i += kCopyBytes) {
+                    copy_pixels(window + at + i, from + i);
+                }
+            } else if (length == kNoPlace) {
+                stop = code == d.codes.end_code ? Stop::End : Stop::Clear;
+                break;
+            } else {
+                d.at = at;
+                length = gif_write_tails(d, code);
+            }
+        }
+        if (code == next) {
+            window[at + length - 1] = window[at];  // its last pixel is its first
+        }
+        next += growing;
+        gif_begin_string(strings[next], at, length, code);
+        at += length;
+        if (next == limit) [[unlikely]] {
+            limit *= 2;
+            const bool grows = size < kGifMaxCodeBits && next < kGifCodes;
+            size += grows ? 1 : 0;
+            growing = grows ? 1 : 0;
+        }
+    }
+    d.blocks.pos = pos;
+    d.code_limit = limit;
+    d.growing = growing;
+    d.bits = bits;
+    d.count = count;
+    d.at = at;
+    d.next_code = next;
+    d.code_size = size;
+    return stop;
+}
+
+}  // namespace
+
+// --- Rows ---
+
+namespace
+{
+
+// Settles where decoding stops for rows: soon, and behind the picture's last pixel.
+void gif_set_stop(GifDecoder& d)
+{
+    const u64 picture_end = d.row_start + u64{d.width} * static_cast<u32>(d.rows.left);
+    const u32 batch_end = std::min(std::max(d.at, d.row_start + d.width) + kBatchBytes, d.capacity);
+    d.stop_at = static_cast<u32>(std::min<u64>(picture_end, batch_end));
+}
+
+// Hands on the rows that are complete. False when the picture is.
+bool gif_deliver(GifDecoder& d)
+{
+    for (; d.at - d.row_start >= d.width && d.rows.left > 0; d.row_start += d.width) {
+        gif_put_row(d.rows, d.gif_row_buffer + d.row_start);
+    }
+    gif_set_stop(d);
+    return d.rows.left > 0;
+}
+
+// Moves what is still needed, from `from` on, to the start of the window.
+void gif_move_window(GifDecoder& d, u32 from)
+{
+    const u32 shift = from - kGifRoots;
+    std::memmove(d.gif_row_buffer + kGifRoots, d.gif_row_buffer + from, d.at - from);
+    d.row_start -= shift;
+    d.at -= shift;
+}
+
+// Starts the window anew: all strings but the one that is being made lose their places.
+void gif_restart_window(GifDecoder& d)
+{
+    GifString* const strings = d.gif_dictionary->strings;
+    gif_make_tails(d);
+    for (u32 code = d.codes.first_code; code < d.next_code; ++code) {
+        strings[code].length |= kNoPlace;
+    }
+    const u32 from = std::min(d.row_start, strings[d.next_code].place);
+    strings[d.next_code].place -= from - kGifRoots;
+    gif_move_window(d, from);
+}
+
+// Starts the table anew and takes the first code behind a clear code, which is a single pixel.
+Stop gif_clear(GifDecoder& d)
+{
+    d.code_size = d.codes.minimum_code_size + 1;
+    i32 code;
+    do {
+        code = gif_take_code(d);
+    } while (code == static_cast<i32>(d.codes.clear_code));
+    if (code < 0) {
+        return Stop::DataEnded;
+    }
+    if (code >= static_cast<i32>(d.codes.clear_code)) {
+        return code == static_cast<i32>(d.codes.end_code) ? Stop::End : Stop::BadCode;
+    }
+    gif_move_window(d, d.row_start);
+    d.next_code = d.codes.first_code;
+    // With codes of 2 bits the limit is passed already, and they never grow.
+    d.code_limit = d.next_code < 1U << d.code_size ? 1U << d.code_size : kGifCodes;
+    d.growing = 1;
+    d.tails_made = d.next_code;
+    d.gif_row_buffer[d.at] = static_cast<u8>(code);
+    gif_begin_string(d.gif_dictionary->strings[d.next_code], d.at, 1, static_cast<u32>(code));
+    ++d.at;
+    gif_set_stop(d);
+    return Stop::Room;
+}
+
+// Decodes the picture to its end or to what ends it before.
+i16 gif_decode_rows(GifDecoder& d)
+{
+    Stop stop = gif_clear(d);
+    for (;;) {
+        if (!gif_deliver(d) || stop == Stop::End) {
+            if (d.rows.left > 0) {
+                picture_note(*d.rows.sink, "the code stream ends early");
+            }
+            return kReaderDone;
+        }
+        if (stop == Stop::BadCode || stop == Stop::DataEnded) {
+            picture_note(*d.rows.sink, stop == Stop::BadCode ? kNoteBadCode : kNoteDataEnded);
+            return kBadData;
+        }
+        if (stop == Stop::Clear) {
+            stop = gif_clear(d);
+            continue;
+        }
+        if (d.at >= d.capacity) {
+            gif_restart_window(d);
+            gif_set_stop(d);
+        }
+        stop = gif_decode_strings(d);
+    }
+}
+
+bool gif_lzw_init(GifDecoder& d, StreamHandle stream)
+{
+    d.capacity = kGifRoots + 2 * d.width + kStringRoom + kWindowBytes;
+    d.gif_dictionary = reinterpret_cast<GifDictionary*>(block_alloc(sizeof(GifDictionary)));
+    d.gif_row_buffer = block_alloc(d.capacity + kStringRoom);
+    if (!gif_blocks_open(d.blocks, stream) || d.gif_dictionary == nullptr || d.gif_row_buffer == nullptr) {
+        return false;
+    }
+    for (u32 i = 0; i < kGifRoots; ++i) {
+        d.gif_row_buffer[i] = static_cast<u8>(i);
+        d.gif_dictionary->strings[i] = {.place = i, .length = 1, .prefix = 0};
+        d.gif_dictionary->tails[i] = {.tail = i, .rest = 0};
+    }
+    d.gif_dictionary->strings[d.codes.clear_code].length = kNoPlace;
+    d.gif_dictionary->strings[d.codes.end_code].length = kNoPlace;
+    d.row_start = kGifRoots;
+    d.at = kGifRoots;
+    return true;
+}
+
+void gif_lzw_free(const GifDecoder& d)
+{
+    block_free(d.gif_row_buffer);
+    block_free(d.gif_dictionary);
+}
+
+}  // namespace
+
+i16 gif_lzw_decode(StreamHandle stream, u32 minimum_code_size, GifRows& rows)
+{
+    GifDecoder d = {};
+    d.codes = gif_codes(minimum_code_size);
+    d.rows = rows;
+    d.width = static_cast<u32>(rows.sink->width);
+    const i16 result = gif_lzw_init(d, stream) ? gif_decode_rows(d) : i16{kOutOfMemory};
+    gif_lzw_free(d);
+    return result;
+}
+
+}  // namespace orv
