@@ -18,6 +18,7 @@ i16 pcx_read_image(u32 offset_or_page, PictureSink& sink, StreamHandle stream);
 i16 pict_read_image(u32 offset_or_page, PictureSink& sink, StreamHandle stream);
 i16 tga_read_image(u32 offset_or_page, PictureSink& sink, StreamHandle stream);
 i16 tiff_read_image(u32 offset_or_page, PictureSink& sink, StreamHandle stream);
+i16 wmf_read_image(u32 offset_or_page, PictureSink& sink, StreamHandle stream);
 i16 wpg_read_image(u32 offset_or_page, PictureSink& sink, StreamHandle stream);
 
 // Encoders: the contract of frame/save.h.
@@ -29,6 +30,7 @@ i16 gif_save_image(StreamHandle stream, ImageHeader& header, PictureSource& sour
 i16 pcx_write_image(StreamHandle stream, ImageHeader& header, PictureSource& source);
 i16 pict_save_image(StreamHandle stream, ImageHeader& header, PictureSource& source);
 i16 tga_write_image(StreamHandle stream, ImageHeader& header, PictureSource& source);
+i16 wmf_save_image(StreamHandle stream, ImageHeader& header, PictureSource& source);
 i16 wpg_save_image(StreamHandle stream, ImageHeader& header, PictureSource& source);
 
 }  // namespace orv

@@ -82,7 +82,12 @@ const FormatEntry format_table[kFormatCount] = {
      .save_depths = kDepth1 | kDepth4 | kDepth8,
      .ending = "wpg",
      .told = kWpgMagic},
-    /*  6 WMF                 */ {.ending = "wmf", .told = kWmfMagic},
+    /*  6 WMF                 */
+    {.reader = wmf_read_image,
+     .encoder = wmf_save_image,
+     .save_depths = kAllDepths,
+     .ending = "wmf",
+     .told = kWmfMagic},
     /*  7 TIFF, Compression 2 */ {.existing = ExistingFile::GetsPage},
     /*  8 TIFF, Compression 3 */ {.existing = ExistingFile::GetsPage},
     /*  9 TIFF, LZW           */ {.existing = ExistingFile::GetsPage},

@@ -35,7 +35,7 @@ constexpr SaveRule kRules[] = {
     {ORV_FORMAT_PCX, kAllDepths, true, 0},         {ORV_FORMAT_DCX, kAllDepths, true, 0},
     {ORV_FORMAT_TGA, kDepth8 | kDepth24, true, 0}, {ORV_FORMAT_EPS, 0, false, 0},
     {ORV_FORMAT_PICT, kAllDepths, true, 0},        {ORV_FORMAT_WPG, kDepth4 | kDepth8, true, 0},
-    {ORV_FORMAT_GIF, kDepth4 | kDepth8, true, 0},
+    {ORV_FORMAT_GIF, kDepth4 | kDepth8, true, 0},  {ORV_FORMAT_WMF, kAllDepths, true, 0},
 };
 
 void require(bool holds, const char* promise, int format)
