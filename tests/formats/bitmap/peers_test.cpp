@@ -1,4 +1,5 @@
-// PCX, DCX and TGA from and to netpbm, ImageMagick and Pillow, pixel for pixel.
+// PCX, DCX and TGA from and to netpbm, ImageMagick and Pillow, pixel for pixel; the PICT fixtures show the same
+// pictures.
 #include "tests/formats/bitmap/job.h"
 
 namespace orv::test
@@ -30,7 +31,7 @@ std::string word_of(const std::string& path, int n)
 
 TEST(BitmapPeers, EveryFixtureIsItsPictures)
 {
-    for (const std::string folder : {"pcx", "tga", "dcx", "wpg", "eps"}) {
+    for (const std::string folder : {"pcx", "tga", "dcx", "pict", "wpg", "eps"}) {
         for (const std::string& path : fixtures(folder)) {
             for (int page = 0; word_of(path, 0) != "unread" && page < (folder == "dcx" ? 3 : 1); ++page) {
                 expect_same(load_picture(path, page), source_picture(word_of(path, page)), path.c_str());

@@ -67,6 +67,29 @@ TEST(PictRead, WhatARowGives)
               (Pixels{0x010203, 0x020300}));
 }
 
+TEST(PictRead, CountOfARow)
+{
+    // One byte up to a row of 250 bytes, then two; of direct planes three quarters of rowBytes count.
+    const struct {
+        PixMap map;
+        usize count_bytes;
+    } cases[] = {{{.row_bytes = 250, .rows = 2}, 1},
+                 {{.row_bytes = 251, .rows = 2}, 2},
+                 {{.opcode = 0x9A, .row_bytes = 332, .rows = 2, .pack_type = 4}, 1},
+                 {{.opcode = 0x9A, .row_bytes = 336, .rows = 2, .pack_type = 4}, 2}};
+    for (const auto& c : cases) {
+        // Two codes fill a row in any case: of zeros, then of ones.
+        const Bytes count(c.count_bytes, 3);
+        const Picture picture = load_picture(
+            pict(c.map, joined({count, {0x81, 0, 0x81, 0}, count, {0x81, 1, 0x81, 1, 0x81, 1}}), 2));
+        EXPECT_EQ(picture.pixels[1], 0U) << c.map.row_bytes;
+        EXPECT_NE(picture.pixels[2], 0U) << c.map.row_bytes;
+    }
+    const Bytes comment = joined({words({0xA1, 0, 0x8001}), Bytes(0x8001, 0xFF)});
+    const Picture picture = load_picture(joined({pict_start(2, 1), comment, pixmap({}), {0, 0xFF, 1}}));
+    EXPECT_EQ(picture.width, 2) << "a comment of more than 32,767 bytes";
+}
+
 TEST(PictRead, Refusals)
 {
     const auto changed = [](const PixMap& map) { return load(pict(map, {2, 0xFF, 1})); };

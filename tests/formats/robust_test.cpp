@@ -8,18 +8,20 @@ namespace orv::test
 namespace
 {
 
-TEST(BitmapRobust, DamagedFiles)
+TEST(FormatsRobust, DamagedFiles)
 {
-    for (const char* folder : {"pcx", "dcx", "tga", "wpg", "eps"}) {
+    for (const char* folder : {"pcx", "dcx", "tga", "pict", "wpg", "eps"}) {
         check_fixtures(folder, 2000);
     }
 }
 
-TEST(BitmapRobust, WithoutMemoryOrRoom)
+TEST(FormatsRobust, WithoutMemoryOrRoom)
 {
-    const int handle = make_image(50, 40, 8, 1);
     const std::string preview = data_path("eps/gray-big-endian.eps");
-    for (const char* ending : {"pcx", "dcx", "tga", "wpg", "eps"}) {
+    const std::pair<const char*, int> cases[] = {{"pcx", 8},  {"dcx", 8}, {"tga", 8}, {"pct", 4},
+                                                 {"pct", 24}, {"wpg", 8}, {"eps", 8}};
+    for (const auto& [ending, bits] : cases) {
+        const int handle = make_image(50, 40, bits, 1);
         const std::string path = temp_path("failing.") + ending;
         auto job = [&] {
             reset_jobs();
@@ -33,8 +35,8 @@ TEST(BitmapRobust, WithoutMemoryOrRoom)
             const i16 loaded = IMG_decompress_bitmap(path.ends_with("eps") ? preview.c_str() : path.c_str());
             return loaded < 0 ? loaded : IMG_delete_bitmap(loaded);
         });
+        IMG_delete_bitmap(handle);
     }
-    IMG_delete_bitmap(handle);
     reset_jobs();
 }
 
@@ -44,16 +46,16 @@ void make_row(void*, void* destination, i16 row, i16 length)
     std::memset(destination, row, static_cast<usize>(length));
 }
 
-TEST(BitmapRobust, StreamsInLittleMemory)
+TEST(FormatsRobust, StreamsInLittleMemory)
 {
     using namespace platform::testing;
     reset_jobs();
     std::vector<u8> block(24 << 20);
     const u32 size = static_cast<u32>(block.size());
-    const u16 cases[][2] = {{ORV_FORMAT_PCX, 1},  {ORV_FORMAT_PCX, 4},  {ORV_FORMAT_PCX, 8},
-                            {ORV_FORMAT_PCX, 24}, {ORV_FORMAT_DCX, 24}, {ORV_FORMAT_TGA, 8},
-                            {ORV_FORMAT_TGA, 24}, {ORV_FORMAT_BMP, 24}, {ORV_FORMAT_BMP_RLE, 8},
-                            {ORV_FORMAT_WPG, 8}};
+    const u16 cases[][2] = {{ORV_FORMAT_PCX, 1},  {ORV_FORMAT_PCX, 4},   {ORV_FORMAT_PCX, 8},
+                            {ORV_FORMAT_PCX, 24}, {ORV_FORMAT_DCX, 24},  {ORV_FORMAT_TGA, 8},
+                            {ORV_FORMAT_TGA, 24}, {ORV_FORMAT_BMP, 24},  {ORV_FORMAT_BMP_RLE, 8},
+                            {ORV_FORMAT_PICT, 8}, {ORV_FORMAT_PICT, 24}, {ORV_FORMAT_WPG, 8}};
     for (const auto& [number, bits] : cases) {
         const i16 format = static_cast<i16>(number);
         ImageHeader header = {{40, 3000, 2000, 1, bits, 0, 0, 0, 0, 0, 0}, {}};
