@@ -60,7 +60,7 @@ TEST(PictRead, WhatARowGives)
               (Pixels{kColour, 0, 0, kColour}));
     EXPECT_EQ(load_picture(pict({.row_bytes = 1}, {0, 0, 1})).pixels, (Pixels{kColour, 0}));
     // Two bits a pixel, and more than one pixel in the last byte.
-    EXPECT_EQ(load_picture(pict({.width = 6, .bits = 2}, {0, 1, 0x12, 0x1F})).pixels,
+    EXPECT_EQ(load_picture(pict({.row_bytes = 6, .width = 6, .bits = 2}, {0, 1, 0x12, 0x1F, 0xFD, 0})).pixels,
               (Pixels{0, kColour, 0, 0, 0, kColour}));
     // Planes that are too short for the width run into one another and end in zeros.
     EXPECT_EQ(load_picture(pict({.opcode = 0x9A, .row_bytes = 4, .pack_type = 4}, {0, 2, 1, 2, 3})).pixels,
@@ -117,9 +117,10 @@ TEST(PictRead, Refusals)
 
 TEST(PictRead, DataThatEnds)
 {
-    // Three rows of four bytes, cut in the second: what came of it is kept.
-    const PixMap map = {.row_bytes = 4, .width = 4, .rows = 3};
-    const Bytes file = pict(map, {2, 0xFD, 1, 5, 3, 1, 1}, 3);
+    // Three rows of six bytes, cut in the second: what came of it is kept, and nothing of the first shows
+    // again.
+    const PixMap map = {.row_bytes = 6, .width = 4, .rows = 3};
+    const Bytes file = pict(map, {2, 0xFB, 1, 5, 5, 1, 1}, 3);
     Pixels expected(12, 0);
     std::fill_n(expected.begin(), 6, kColour);
     EXPECT_EQ(load_picture(file).pixels, expected);
