@@ -171,7 +171,8 @@ std::span<const u8> stream_borrow(StreamHandle stream, u32 least)
     if (memory_limit == kUnbounded) {
         return {here, least};
     }
-    return {here, memory_filled > memory_stream_pos ? memory_filled - memory_stream_pos : 0};
+    return {here,
+            static_cast<usize>(memory_filled > memory_stream_pos ? memory_filled - memory_stream_pos : 0)};
 }
 
 bool stream_is_unbounded(StreamHandle stream)

@@ -1,5 +1,5 @@
-// PCX, DCX and TGA from and to netpbm, ImageMagick and Pillow, pixel for pixel; the PICT fixtures show the same
-// pictures.
+// PCX, DCX and TGA from and to netpbm, ImageMagick and Pillow, pixel for pixel; the fixtures of other
+// formats show the same pictures.
 #include "tests/formats/bitmap/job.h"
 
 namespace orv::test
