@@ -40,6 +40,36 @@ struct OrvLoadReport {
  */
 ORV_API int32_t orv_load_report(struct OrvLoadReport* report);
 
+/* ----------------------------------------------------------------- settings ---- */
+
+/* What readers take. */
+enum OrvReading {
+    ORV_READING_DESCRIBED = 0, /* what this library has always taken */
+    ORV_READING_WIDE = 1       /* also what a format's published description allows beyond that */
+};
+
+/* What encoders write. */
+enum OrvWriting {
+    ORV_WRITING_DESCRIBED = 0, /* what this library has always written */
+    ORV_WRITING_STANDARD = 1   /* what a format's published description asks for */
+};
+
+/*
+ * Sets what all loads from now on take, an OrvReading. It concerns
+ *   JPEG  wide: frame headers in T.81's own layout (SOF0, SOF1 of 8 bits; one or three components in one
+ *         scan), whose colours are JFIF's; fill bytes in front of markers; segments above 32,767 bytes.
+ * Result: 0; ORV_NOT_SUPPORTED for any other value.
+ */
+ORV_API int32_t orv_set_reading(int32_t reading);
+
+/*
+ * Sets what all saves from now on write, an OrvWriting. It concerns
+ *   JPEG  standard: T.81's frame header and JFIF's colours at any width; coefficients are rounded, chroma is
+ *         averaged, and edges are repeated into the padding. Described files have at most 2720 columns.
+ * Result: 0; ORV_NOT_SUPPORTED for any other value.
+ */
+ORV_API int32_t orv_set_writing(int32_t writing);
+
 /* ------------------------------------------------------------------- saving ---- */
 
 /*

@@ -377,6 +377,13 @@ ORV_API int16_t IMGLOW_save_bitmap(int32_t stream, ImageHeader* header, int16_t 
 ORV_API int16_t IMGLOW_save_bitmap_mem(void* block, ImageHeader* header, int16_t format, RowSource row_source,
                                        void* user_data);
 
+/*
+ * Sets the quantisation tables of all JPEG files saved from now on. `quality` is a step, not a quality: 0 is
+ * the finest, 100 the coarsest; values outside count as the nearest. The tables that the library begins with
+ * can't be brought back. Result: 0.
+ */
+ORV_API int16_t IMGLOW_set_comp_quality(int16_t quality);
+
 /* --------------------------------------------------------- colour reduction ---- */
 
 /*
