@@ -14,6 +14,7 @@ i16 dcx_read_image(u32 offset_or_page, PictureSink& sink, StreamHandle stream);
 i16 eps_read_image(u32 offset_or_page, PictureSink& sink, StreamHandle stream);
 i16 fax_read_page(u32 offset_or_page, PictureSink& sink, StreamHandle stream);
 i16 gif_read_image(u32 offset_or_page, PictureSink& sink, StreamHandle stream);
+i16 jpeg_read_image(u32 offset_or_page, PictureSink& sink, StreamHandle stream);
 i16 pcx_read_image(u32 offset_or_page, PictureSink& sink, StreamHandle stream);
 i16 pict_read_image(u32 offset_or_page, PictureSink& sink, StreamHandle stream);
 i16 tga_read_image(u32 offset_or_page, PictureSink& sink, StreamHandle stream);
@@ -27,6 +28,7 @@ i16 bmp_write_rle(StreamHandle stream, ImageHeader& header, PictureSource& sourc
 i16 dcx_write_image(StreamHandle stream, ImageHeader& header, PictureSource& source);
 i16 eps_save_image(StreamHandle stream, ImageHeader& header, PictureSource& source);
 i16 gif_save_image(StreamHandle stream, ImageHeader& header, PictureSource& source);
+i16 jpeg_write_image(StreamHandle stream, ImageHeader& header, PictureSource& source);
 i16 pcx_write_image(StreamHandle stream, ImageHeader& header, PictureSource& source);
 i16 pict_save_image(StreamHandle stream, ImageHeader& header, PictureSource& source);
 i16 tga_write_image(StreamHandle stream, ImageHeader& header, PictureSource& source);

@@ -101,7 +101,12 @@ const FormatEntry format_table[kFormatCount] = {
      .ending = "dcx",
      .told = kDcxMagic},
     /* 12 BMP, run-length     */ {.encoder = bmp_write_rle, .save_depths = kDepth4 | kDepth8},
-    /* 13 JPEG                */ {.ending = "jpg", .told = kJpegMagic},
+    /* 13 JPEG                */
+    {.reader = jpeg_read_image,
+     .encoder = jpeg_write_image,
+     .save_depths = kDepth8 | kDepth24,
+     .ending = "jpg",
+     .told = kJpegMagic},
     /* 14 EPS                 */
     {.reader = eps_read_image,
      .encoder = eps_save_image,
