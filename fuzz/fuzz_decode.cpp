@@ -3,10 +3,12 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "formats/jpeg/jpeg_header.h"
 #include "frame/format_table.h"
 #include "frame/rows.h"
 #include "frame/scratch.h"
 #include "frame/streams.h"
+#include "orvimg32/extra.h"
 #include "orvimg32/host.h"
 #include "orvimg32/sized.h"
 #include "platform/testing.h"
@@ -35,6 +37,17 @@ void require(bool holds, const char* promise)
         std::fprintf(stderr, "broken: %s\n", promise);
         std::abort();
     }
+}
+
+// The state that loads leave behind is put back, so that a file alone does what it did among others.
+void prepare()
+{
+#if defined(ORV_FUZZ_READING)
+    orv_set_reading(ORV_FUZZ_READING);
+#endif
+    jpeg_quant_tables = {};
+    jpeg_dc_tables = {};
+    jpeg_ac_tables = {};
 }
 
 i16 stream_decode(const u8* data, u32 size, i16 page, StreamCheck& check)
@@ -75,6 +88,7 @@ i16 stream_decode(const u8* data, u32 size, i16 page, StreamCheck& check)
 
 int LLVMFuzzerTestOneInput(const u8* data, usize size)
 {
+    prepare();
     const u64 options = fnv1a(0, data, size);
     const i16 page = static_cast<i16>(options % 4 == 0 ? (options >> 8) % 5 : 0);
     const u32 bytes = static_cast<u32>(size);
