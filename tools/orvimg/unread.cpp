@@ -147,6 +147,51 @@ std::string tga_kind(Bytes file, int)
     return type > 11 ? of_kind("TGA of type " + std::to_string(type)) : "";
 }
 
+// ---- WPG: type of the file at 9, version at 10, records from 16 on: a type, a length in one of three forms,
+// the data. Bitmaps are records 11 and 20, their depth at 4 and 14.
+
+std::string wpg_kind(Bytes file, int)
+{
+    if (number_at(file, 9, 1) != 0x16) {
+        return of_kind("WordPerfect file of type " + std::to_string(number_at(file, 9, 1)));
+    }
+    if (number_at(file, 10, 1) > 1) {
+        return of_kind("WPG version " + std::to_string(number_at(file, 10, 1)));
+    }
+    uint32_t bits = 0;
+    for (size_t at = 16; at + 1 < file.size();) {
+        const uint32_t type = number_at(file, at, 1);
+        const uint32_t word = number_at(file, at + 2, 2);
+        const bool is_short = number_at(file, at + 1, 1) < 0xFF;
+        const bool is_long = !is_short && (word & 0x8000U) != 0;
+        const size_t length = is_short  ? number_at(file, at + 1, 1)
+                              : is_long ? (word & 0x7FFFU) << 16 | number_at(file, at + 4, 2)
+                                        : word;
+        at += is_short ? 2 : is_long ? 6 : 4;
+        bits = type == 11 ? number_at(file, at + 4, 2) : type == 20 ? number_at(file, at + 14, 2) : bits;
+        at = type == 16 ? file.size() : at + length;
+    }
+    return bits == 0   ? of_kind("WPG without a bitmap")
+           : bits == 2 ? of_kind("WPG bitmap of 2 bits a pixel")
+                       : "";
+}
+
+// ---- EPS: positions of the metafile and the TIFF preview at 12 and 20.
+
+std::string eps_kind(Bytes file, int page)
+{
+    const uint32_t tiff = number_at(file, 20, 4);
+    if (tiff == 0) {
+        return of_kind(number_at(file, 12, 4) != 0 ? "EPS whose preview is a metafile"
+                                                   : "EPS without a preview");
+    }
+    if (tiff >= file.size()) {
+        return of_kind("EPS whose preview lies outside the file");
+    }
+    const std::string preview = tiff_kind(file.subspan(tiff), page);
+    return preview.empty() ? "" : "EPS with a preview in " + preview;
+}
+
 struct UnreadRow {
     int16_t format;
     std::string (*tell)(Bytes file, int page);  // empty: nothing that would not be read
@@ -155,10 +200,8 @@ struct UnreadRow {
 // How a format names its kinds that are not read: a row, with a function that looks at the file's bytes. It
 // is asked only when a load has failed or given no row at all.
 constexpr UnreadRow kRows[] = {
-    {ORV_FORMAT_BMP, bmp_kind},
-    {ORV_FORMAT_TIFF, tiff_kind},
-    {ORV_FORMAT_PCX, pcx_kind},
-    {ORV_FORMAT_TGA, tga_kind},
+    {ORV_FORMAT_BMP, bmp_kind}, {ORV_FORMAT_TIFF, tiff_kind}, {ORV_FORMAT_PCX, pcx_kind},
+    {ORV_FORMAT_TGA, tga_kind}, {ORV_FORMAT_WPG, wpg_kind},   {ORV_FORMAT_EPS, eps_kind},
 };
 
 struct OtherKind {
@@ -180,7 +223,7 @@ constexpr OtherKind kOtherKinds[] = {
     {4, "jP  \r\n"sv, "JPEG 2000"},
     {0, "II+\0"sv, "BigTIFF"},
     {0, "MM\0+"sv, "BigTIFF"},
-    {0, "%!PS"sv, "PostScript"},
+    {0, "%!PS"sv, "a PostScript program"},
     {0, "BZh"sv, "bzip2"},
     {0, "\xFD\x37zXZ\0"sv, "xz"},
     {0, "#!"sv, "a script"},
