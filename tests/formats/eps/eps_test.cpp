@@ -12,7 +12,9 @@ namespace
 std::string program_of(int width, int height, int bits, const std::vector<u32>& palette, const Bytes& pixels)
 {
     const int handle = make_image(width, height, bits, 1);
-    set_palette(handle, palette);
+    if (!palette.empty()) {
+        set_palette(handle, palette);
+    }
     ImageRecord& record = *handle_record(handle);
     std::copy(pixels.begin(), pixels.end(), image_pixels(image_lock(record)));
     image_unlock(record);
