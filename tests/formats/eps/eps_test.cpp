@@ -73,14 +73,14 @@ TEST(EpsWrite, ProgramOfEachDepth)
 
 TEST(EpsRead, WhereThereIsNoPreview)
 {
-    Bytes file = read_file(data_path("eps/gray-big-endian.eps"));
+    Bytes file = read_file(data_path("eps/palette-none.eps"));
     EXPECT_EQ(check_load(read_file(data_path("eps/unread-without-preview.eps"))).loaded, kBadData);
-    // The preview's position: at its own header, ahead of it, behind the file, out of reach.
-    const std::pair<u32, i16> cases[] = {{4, kBadData},
-                                         {0x00100000, kOutOfMemory},
-                                         {0x7FFFFFFF, kOutOfMemory},
-                                         {0x80000000, kBadData},
-                                         {0xC0000001, kBadData}};
+    // Taken for a TIFF file itself, it has the preview's directory.
+    store_le32(&file[4], load_le32(&file[20]) + load_le32(&file[load_le32(&file[20]) + 4]));
+    // No preview, a position in the header, behind the file, out of reach.
+    const std::pair<u32, i16> cases[] = {
+        {0, kBadData},          {16, kBadData},        {0x00100000, kOutOfMemory}, {0x7FFFFFFF, kOutOfMemory},
+        {0x80000000, kBadData}, {0xC0000001, kBadData}};
     for (const auto& [position, result] : cases) {
         store_le32(&file[20], position);
         EXPECT_EQ(check_load(file).loaded, result) << position;

@@ -73,7 +73,7 @@ TEST(WpgRead, RecordsAndRefusals)
               std::vector<u32>{0x123456});
     EXPECT_EQ(colour(joined({kHead, bitmap(1, 1, 1, {1, 0}), map})), std::vector<u32>{0});
     // More entries than any picture has.
-    Bytes long_map = joined({{0x0E, 0xFF, 0x88, 0x13}, Bytes(5000, 0x77)});
+    Bytes long_map = joined({{0x0E, 0xFF, 1, 0x80, 0x88, 0x13}, Bytes(65536 + 5000, 0x77)});
     EXPECT_EQ(colour(joined({kHead, long_map, one})), std::vector<u32>{0x777777});
     // A bitmap in a record that reaches further than any file is the last one.
     Bytes far = joined({kHead, {0x0B, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 1, 0, 1, 0, 8, 0, 75, 0, 75, 0, 1, 3}});
@@ -137,6 +137,7 @@ TEST(WpgWrite, BehindOtherBytesOfAStream)
     stream_seek(MEMORY_STREAM, 1000, kFromStart);
     EXPECT_EQ(IMG_save_bitmap_fd(handle, MEMORY_STREAM, ORV_FORMAT_WPG), 0);
     IMG_delete_bitmap(handle);
+    EXPECT_EQ(std::count(block.begin(), block.begin() + 1000, 0), 1000);
     block.erase(block.begin(), block.begin() + 1000);
     expect_same(load_picture(block), picture, "patched where it stands");
 }
