@@ -31,8 +31,14 @@ i16 gif_save_image(StreamHandle stream, ImageHeader& header, PictureSource& sour
 i16 jpeg_write_image(StreamHandle stream, ImageHeader& header, PictureSource& source);
 i16 pcx_write_image(StreamHandle stream, ImageHeader& header, PictureSource& source);
 i16 pict_save_image(StreamHandle stream, ImageHeader& header, PictureSource& source);
+i16 tiff_write_lzw(StreamHandle stream, ImageHeader& header, PictureSource& source);
+i16 tiff_write_raw(StreamHandle stream, ImageHeader& header, PictureSource& source);
+i16 tiff_write_t6(StreamHandle stream, ImageHeader& header, PictureSource& source);
 i16 tga_write_image(StreamHandle stream, ImageHeader& header, PictureSource& source);
 i16 wmf_save_image(StreamHandle stream, ImageHeader& header, PictureSource& source);
 i16 wpg_save_image(StreamHandle stream, ImageHeader& header, PictureSource& source);
+
+// The encoder of two formats: mode 2 or 3, which is also the number of the TIFF compression.
+i16 tiff_write_t4(StreamHandle stream, ImageHeader& header, PictureSource& source, i16 mode);
 
 }  // namespace orv

@@ -33,6 +33,18 @@ constexpr i16 kDetectionOrder[] = {
     ORV_FORMAT_WPG,  ORV_FORMAT_PCX, ORV_FORMAT_TGA, ORV_FORMAT_WMF, ORV_FORMAT_PICT,
 };
 
+// --- Encoders of two formats ---
+
+i16 write_tiff_2(StreamHandle stream, ImageHeader& header, PictureSource& source)
+{
+    return tiff_write_t4(stream, header, source, 2);
+}
+
+i16 write_tiff_3(StreamHandle stream, ImageHeader& header, PictureSource& source)
+{
+    return tiff_write_t4(stream, header, source, 3);
+}
+
 // --- Containers ---
 
 constexpr ContainerEntry kContainers[] = {
@@ -48,6 +60,8 @@ const std::span<const ContainerEntry> container_table = kContainers;
 
 const FormatEntry format_table[kFormatCount] = {
     /*  0 TIFF                */ {.reader = tiff_read_image,
+                                  .encoder = tiff_write_raw,
+                                  .save_depths = kAllDepths,
                                   .existing = ExistingFile::GetsPage,
                                   .page_count = IMG_tiff_page_count,
                                   .ending = "tif",
@@ -88,10 +102,14 @@ const FormatEntry format_table[kFormatCount] = {
      .save_depths = kAllDepths,
      .ending = "wmf",
      .told = kWmfMagic},
-    /*  7 TIFF, Compression 2 */ {.existing = ExistingFile::GetsPage},
-    /*  8 TIFF, Compression 3 */ {.existing = ExistingFile::GetsPage},
-    /*  9 TIFF, LZW           */ {.existing = ExistingFile::GetsPage},
-    /* 10 TIFF, Compression 4 */ {.existing = ExistingFile::GetsPage},
+    /*  7 TIFF, Compression 2 */
+    {.encoder = write_tiff_2, .save_depths = kDepth1, .existing = ExistingFile::GetsPage},
+    /*  8 TIFF, Compression 3 */
+    {.encoder = write_tiff_3, .save_depths = kDepth1, .existing = ExistingFile::GetsPage},
+    /*  9 TIFF, LZW           */
+    {.encoder = tiff_write_lzw, .save_depths = kAllDepths, .existing = ExistingFile::GetsPage},
+    /* 10 TIFF, Compression 4 */
+    {.encoder = tiff_write_t6, .save_depths = kDepth1, .existing = ExistingFile::GetsPage},
     /* 11 DCX                 */
     {.reader = dcx_read_image,
      .encoder = dcx_write_image,

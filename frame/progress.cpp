@@ -1,6 +1,7 @@
 #include "frame/progress.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "frame/api_call.h"
 #include "frame/save.h"
@@ -49,6 +50,11 @@ void progress_start()
 
 void progress_bump()
 {
+    progress_bump_capped(std::numeric_limits<i16>::max());
+}
+
+void progress_bump_capped(i32 cap)
+{
     const i32 total = page_total();
     if (total > 5) {
         if (save_page_counter <= 5) {
@@ -61,6 +67,7 @@ void progress_bump()
             set_percent(save_percent + 5 - each * total);
         }
     }
+    set_percent(std::min<i32>(save_percent, cap));
     progress_fire(save_percent);
 }
 

@@ -20,6 +20,7 @@ struct ProgressRows {
 
 void progress_start();
 void progress_bump();
+void progress_bump_capped(i32 cap);
 ProgressRows progress_rows(i32 height);
 void progress_tick(ProgressRows& rows, i32 row);
 // The same with a limit other than 90 percent of the page's share.

@@ -31,11 +31,19 @@ struct SaveRule {
     u32 unseen;  // bytes at the end that may be missing unnoticed
 };
 constexpr SaveRule kRules[] = {
-    {ORV_FORMAT_BMP, kAllDepths, true, 0},         {ORV_FORMAT_BMP_RLE, kDepth4 | kDepth8, true, 2},
-    {ORV_FORMAT_PCX, kAllDepths, true, 0},         {ORV_FORMAT_DCX, kAllDepths, true, 0},
-    {ORV_FORMAT_TGA, kDepth8 | kDepth24, true, 0}, {ORV_FORMAT_EPS, 0, false, 0},
-    {ORV_FORMAT_PICT, kAllDepths, true, 0},        {ORV_FORMAT_WPG, kDepth4 | kDepth8, true, 0},
-    {ORV_FORMAT_GIF, kDepth4 | kDepth8, true, 0},  {ORV_FORMAT_WMF, kAllDepths, true, 0},
+    {ORV_FORMAT_BMP, kAllDepths, true, 0},
+    {ORV_FORMAT_BMP_RLE, kDepth4 | kDepth8, true, 2},
+    {ORV_FORMAT_PCX, kAllDepths, true, 0},
+    {ORV_FORMAT_DCX, kAllDepths, true, 0},
+    {ORV_FORMAT_TGA, kDepth8 | kDepth24, true, 0},
+    {ORV_FORMAT_EPS, 0, false, 0},
+    {ORV_FORMAT_PICT, kAllDepths, true, 0},
+    {ORV_FORMAT_WPG, kDepth4 | kDepth8, true, 0},
+    {ORV_FORMAT_GIF, kDepth4 | kDepth8, true, 0},
+    {ORV_FORMAT_WMF, kAllDepths, true, 0},
+    // No TIFF has the palette of a picture of 1 bit.
+    {ORV_FORMAT_TIFF, kDepth4 | kDepth8 | kDepth24, true, 0},
+    {ORV_FORMAT_TIFF_LZW, kDepth4 | kDepth8 | kDepth24, true, 0},
 };
 
 void require(bool holds, const char* promise, int format)

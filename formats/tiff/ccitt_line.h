@@ -10,6 +10,9 @@ namespace orv
 
 inline constexpr i32 kWordBits = 64;
 
+// Lists of T.6 have two elements of -1 ahead of their first.
+inline constexpr i32 kListAhead = 2;
+
 // Words of a line: at least one bit more than its pixels, and one word behind.
 constexpr usize ccitt_line_words(i32 width)
 {

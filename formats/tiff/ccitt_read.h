@@ -22,10 +22,9 @@ struct CcittDecoder {
     u64* line;
 };
 
-// Lists hold twice as many entries as a line has pixels, for runs of none, and these: two ahead of the first
-// and those behind the last, and room for T.6 lines that change without moving on.
+// Lists hold twice as many entries as a line has pixels, for runs of none, and these: those ahead of the first
+// and behind the last, and room for T.6 lines that change without moving on.
 inline constexpr i32 kListMargin = 112;
-inline constexpr i32 kListAhead = 2;
 inline constexpr i32 kListBehind = 12;
 
 // Bits that hold any two codes, and with them a look at the table.

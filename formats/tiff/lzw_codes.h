@@ -21,4 +21,7 @@ constexpr u32 lzw_grows_at(u32 code_size)
     return (1u << code_size) - 1;
 }
 
+// The encoder clears its table, which is one entry ahead, with this many entries.
+inline constexpr u32 kLzwFull = 4080;
+
 }  // namespace orv

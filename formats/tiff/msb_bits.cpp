@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "frame/simd.h"
+
 namespace orv
 {
 namespace
@@ -41,6 +43,21 @@ MsbBits msb_refill(MsbInput& input, MsbBits bits, i32 wanted)
         bits.count += 8;
     }
     return bits;
+}
+
+ORV_TARGET_CLONES
+void msb_mirror(u8* bytes, usize count)
+{
+    usize i = 0;
+    for (; i + 8 <= count; i += 8) {
+        u64 word;
+        std::memcpy(&word, bytes + i, 8);
+        word = mirror_bytes(word);
+        std::memcpy(bytes + i, &word, 8);
+    }
+    for (; i < count; ++i) {
+        bytes[i] = static_cast<u8>(mirror_bytes(bytes[i]));
+    }
 }
 
 }  // namespace orv

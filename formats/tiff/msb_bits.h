@@ -109,4 +109,7 @@ static inline void msb_align(MsbWriter& out)
     }
 }
 
+// Mirrors bytes that have been written.
+void msb_mirror(u8* bytes, usize count);
+
 }  // namespace orv

@@ -103,6 +103,12 @@ void row_swap_red_blue(std::span<u8> row)
     }
 }
 
+void row_copy_swapped(std::span<const u8> row, u8* to)
+{
+    std::memcpy(to, row.data(), row.size());
+    row_swap_red_blue({to, row.size()});
+}
+
 void row_cmyk_to_bgr(std::span<u8> row)
 {
     const auto light = [](u32 ink, u32 black) { return static_cast<u8>(255 - std::min(ink + black, 255u)); };

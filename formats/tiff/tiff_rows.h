@@ -16,6 +16,9 @@ void row_add_left_byte(std::span<u8> row);
 // Exchanges bytes 0 and 2 of each whole group of three.
 void row_swap_red_blue(std::span<u8> row);
 
+// The same on the way to another place.
+void row_copy_swapped(std::span<const u8> row, u8* to);
+
 // Cyan, magenta, yellow, black to blue, green, red: three bytes for each four, from the row's start.
 void row_cmyk_to_bgr(std::span<u8> row);
 

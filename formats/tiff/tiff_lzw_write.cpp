@@ -1,0 +1,265 @@
+// TIFF in LZW: strips of about 10,000 bytes of rows, each a stream of codes by itself.
+#include <algorithm>
+
+#include "formats/format_readers.h"
+#include "formats/tiff/lzw_codes.h"
+#include "formats/tiff/msb_bits.h"
+#include "formats/tiff/tiff_directory_write.h"
+#include "formats/tiff/tiff_rows.h"
+#include "frame/blocks.h"
+#include "frame/save.h"
+
+namespace orv
+{
+
+// ---- the bytes of the format: see lzw_codes.h
+//
+// Several strips:  32 bits position of each | 32 bits bytes of each | strips
+
+// ---- records and constants
+
+namespace
+{
+
+constexpr u32 kSlotBits = 13;  // more than twice as many slots as strings
+constexpr u32 kSlots = 1u << kSlotBits;
+constexpr u32 kKeyBits = 20;  // of a prefix and a byte
+constexpr u32 kGenerations = 1u << (32 - kKeyBits);
+
+// The strings seen since the last Clear: a hash of prefix and byte. A tag counts while its generation is the
+// present one, so that a Clear touches nothing.
+struct LzwDictionary {
+    u32 tags[kSlots];  // key, and the generation above it
+    u16 codes[kSlots];
+    u32 generation;
+};
+
+struct LzwCoder {
+    LzwDictionary* lzw_dictionary;
+    MsbWriter bits;
+    u32 code_size;
+    u32 next_code;
+    u32 limit;   // next_code at which the size grows, or the table is cleared
+    u32 prefix;  // code of the string at hand
+};
+
+u32 limit_of(u32 code_size)
+{
+    return code_size == kLzwMaxBits ? kLzwFull : lzw_grows_at(code_size) + 1;
+}
+
+}  // namespace
+
+// ---- codes
+
+namespace
+{
+
+void lzw_put_code(LzwCoder& coder, u32 code)
+{
+    msb_put(coder.bits, code, coder.code_size);
+}
+
+void lzw_reset(LzwCoder& coder)
+{
+    LzwDictionary& dictionary = *coder.lzw_dictionary;
+    if (++dictionary.generation == kGenerations) {
+        std::memset(dictionary.tags, 0, sizeof dictionary.tags);
+        dictionary.generation = 1;
+    }
+    coder.code_size = kLzwMinBits;
+    coder.next_code = kLzwFirstFree;
+    coder.limit = limit_of(kLzwMinBits);
+}
+
+// The code of the string, or the slot for it as a number below 0.
+[[gnu::always_inline]] inline i32 lzw_find(const LzwDictionary& dictionary, u32 tag)
+{
+    const u32 generation = tag >> kKeyBits;
+    u32 slot = (tag * 0x9E3779B1u) >> (32 - kSlotBits);
+    while (dictionary.tags[slot] != tag) {
+        if (dictionary.tags[slot] >> kKeyBits != generation) {
+            return -1 - static_cast<i32>(slot);
+        }
+        slot = (slot + 1) % kSlots;
+    }
+    return dictionary.codes[slot];
+}
+
+[[gnu::always_inline]] inline u32 lzw_add(LzwDictionary& dictionary, i32 found, u32 tag, u32 next_code)
+{
+    const u32 slot = static_cast<u32>(-1 - found);
+    dictionary.tags[slot] = tag;
+    dictionary.codes[slot] = static_cast<u16>(next_code);
+    return next_code + 1;
+}
+
+// Takes bytes that follow the string at hand.
+void lzw_encode(LzwCoder& given, const u8* from, const u8* end)
+{
+    LzwCoder coder = given;
+    LzwDictionary& dictionary = *coder.lzw_dictionary;
+    for (; from < end; ++from) {
+        const u32 tag = dictionary.generation << kKeyBits | coder.prefix << 8 | *from;
+        const i32 found = lzw_find(dictionary, tag);
+        if (found >= 0) {
+            coder.prefix = static_cast<u32>(found);
+            continue;
+        }
+        lzw_put_code(coder, coder.prefix);
+        coder.next_code = lzw_add(dictionary, found, tag, coder.next_code);
+        coder.prefix = *from;
+        if (coder.next_code == coder.limit) [[unlikely]] {
+            if (coder.code_size == kLzwMaxBits) {
+                lzw_put_code(coder, kLzwClear);
+                lzw_reset(coder);
+            } else {
+                ++coder.code_size;
+                coder.limit = limit_of(coder.code_size);
+            }
+        }
+    }
+    given = coder;
+}
+
+// The last string and the end code, which takes the size that the decoder has then: the string is an entry
+// to it as any other.
+void lzw_finish(LzwCoder& coder)
+{
+    lzw_put_code(coder, coder.prefix);
+    if (coder.next_code + 1 == coder.limit && coder.code_size < kLzwMaxBits) {
+        ++coder.code_size;
+    }
+    lzw_put_code(coder, kLzwEnd);
+    msb_align(coder.bits);
+}
+
+}  // namespace
+
+// ---- strips
+
+namespace
+{
+
+struct LzwPage {
+    TiffStrips strips;
+    u8* line;    // one row as it is coded
+    u8* tables;  // positions and byte counts of strips as they are written
+    LzwCoder coder;
+};
+
+// Room for the codes of a row: no more than one of 12 bits a byte, and those around it.
+u32 row_room(u32 row_bytes)
+{
+    return 2 * row_bytes + 64;
+}
+
+const u8* take_line(PictureSource& source, LzwPage& page, i32 y)
+{
+    const u8* const row = row_take(source, source.height - 1 - y);
+    if (source.bits != 24) {
+        return row;
+    }
+    row_copy_swapped({row, page.strips.row_bytes}, page.line);
+    return page.line;
+}
+
+// Encodes `rows` rows from file row `first` on.
+void lzw_encode_strip(StreamWriter& out, PictureSource& source, LzwPage& page, i32 first, i32 rows)
+{
+    LzwCoder& coder = page.coder;
+    coder.bits = {};
+    lzw_reset(coder);
+    for (i32 y = first; y < first + rows && !out.failed; ++y) {
+        const u8* line = take_line(source, page, y);
+        const u8* const end = line + page.strips.row_bytes;
+        u8* const begin = writer_room(out, row_room(page.strips.row_bytes));
+        coder.bits.to = begin;
+        if (y == first) {
+            lzw_put_code(coder, kLzwClear);
+            coder.prefix = *line++;
+        }
+        lzw_encode(coder, line, end);
+        if (y == first + rows - 1) {
+            lzw_finish(coder);
+        }
+        writer_advance(out, static_cast<u32>(coder.bits.to - begin));
+    }
+}
+
+ErrorCode put_strips(StreamWriter& out, PictureSource& source, LzwPage& page)
+{
+    ProgressRows progress = progress_rows(source.height);
+    const i32 strip_rows = static_cast<i32>(page.strips.strip_rows);
+    u8* offset = page.tables;
+    for (i32 y = 0; y < source.height; offset += 4) {
+        const u32 start = writer_position(out);
+        lzw_encode_strip(out, source, page, y, std::min(strip_rows, source.height - y));
+        if (out.failed) {
+            return kShortWrite;
+        }
+        store_le32(offset, start);
+        store_le32(offset + 4 * page.strips.strips, writer_position(out) - start);
+        y += strip_rows;
+        progress_tick(progress, y);
+    }
+    progress_rows_done();
+    return kOk;
+}
+
+// One strip has its numbers in the directory, several in tables in front of them.
+i16 write_strips(StreamWriter& out, PictureSource& source, LzwPage& page, const TiffPage& tiff)
+{
+    const u32 table_bytes = page.strips.strips > 1 ? 8 * page.strips.strips : 0;
+    put_zeros(out, table_bytes);
+    progress_bump();
+    if (const ErrorCode strips = put_strips(out, source, page); strips != kOk) {
+        return strips;
+    }
+    if (table_bytes > 0) {
+        writer_seek(out, tiff.tiff_data_start);
+        put_bytes(out, page.tables, table_bytes);
+    } else {
+        tiff_patch_byte_count(out, tiff);
+    }
+    return tiff_finish_page(out, tiff);
+}
+
+// The dictionary, the line and the tables, in one block.
+u8* allocate(LzwPage& page)
+{
+    const usize line_bytes = (page.strips.row_bytes + 7) & ~7u;
+    u8* const block = block_alloc(sizeof(LzwDictionary) + line_bytes + 8 * usize{page.strips.strips});
+    if (block != nullptr) {
+        page.coder.lzw_dictionary = reinterpret_cast<LzwDictionary*>(block);
+        page.line = block + sizeof(LzwDictionary);
+        page.tables = page.line + line_bytes;
+    }
+    return block;
+}
+
+}  // namespace
+
+i16 tiff_write_lzw(StreamHandle stream, ImageHeader& header, PictureSource& source)
+{
+    progress_start();
+    LzwPage page = {};
+    page.strips = tiff_lzw_strips(header.info);
+    StreamWriter out;
+    TiffPage tiff;
+    const ErrorCode started = tiff_start_file(out, stream, row_room(page.strips.row_bytes), tiff);
+    if (started != kOk) {
+        return started;
+    }
+    progress_bump();
+    tiff_write_directory(out, header, source.width, source.height, kTiffLzw, tiff);
+    u8* const block = allocate(page);
+    const i16 result = block == nullptr ? i16{kOutOfMemory} : write_strips(out, source, page, tiff);
+    block_free(block);
+    if (result == kOk) {
+        progress_finish();
+    }
+    return result;
+}
+
+}  // namespace orv
