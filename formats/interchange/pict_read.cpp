@@ -226,15 +226,18 @@ bool is_unpacked(const PictReader& reader, const PictBitmap& bitmap)
 ErrorCode bitmap_check(const PictReader& reader, const PictBitmap& bitmap)
 {
     if (bitmap.bits == 0) {
+        picture_note(reader.sink, "pixels of a depth or packing that is not read");
         return kNotSupported;
     }
     const BITMAPINFOHEADER& first = reader.header.info;
-    const bool agrees =
-        !reader.picture_seen || (bitmap.width == first.biWidth && bitmap.bits == first.biBitCount);
+    if (reader.picture_seen && (bitmap.width != first.biWidth || bitmap.bits != first.biBitCount)) {
+        picture_note(reader.sink, "a band of another width or depth");
+        return kBadData;
+    }
     // So that the work is in proportion to the file: a few bytes make no row of any width.
     const i64 file_bits = i64{bitmap.width} * (bitmap.band.two_bits ? 2 : bitmap.bits);
     const bool too_narrow = is_unpacked(reader, bitmap) && bitmap.band.row_bytes * 8 < file_bits;
-    return !agrees || too_narrow || bitmap.band.rows < 0 ? kBadData : kOk;
+    return too_narrow || bitmap.band.rows < 0 ? kBadData : kOk;
 }
 
 i16 picture_start(PictReader& reader, const PictBitmap& bitmap)
@@ -316,7 +319,11 @@ i16 opcodes_walk(PictReader& reader)
             break;
         }
     }
-    return reader.picture_seen ? i16{kReaderDone} : i16{kBadData};
+    if (!reader.picture_seen) {
+        picture_note(reader.sink, "the picture has drawing and no bitmap");
+        return kBadData;
+    }
+    return kReaderDone;
 }
 
 }  // namespace

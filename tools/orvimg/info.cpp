@@ -40,7 +40,7 @@ PageInfo info_of_page(const PictureFile& file, int page)
     info.condition = last_condition();
     info.extra = *static_cast<const ExtraInfo*>(IMG_get_extra_info());
     if (info.code < 0) {
-        info.trouble = file.trouble(page, info.code);
+        info.trouble = file.trouble(page, info.code, info.condition.reason);
     } else if (info.condition.is_empty()) {
         info.trouble = file.emptiness(page, info.condition, info.code);
     } else {

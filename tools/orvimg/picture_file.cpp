@@ -139,7 +139,7 @@ int PictureFile::page_count()
     if (page_count_ == 0) {
         const int count = detected_ < 0 ? 1 : orv_page_count_mem(bytes_.data(), size());
         if (count < 0) {
-            throw Failure("cannot count the pages of " + name_, trouble(1, count), count);
+            throw Failure("cannot count the pages of " + name_, trouble(1, count, ""), count);
         }
         page_count_ = std::max(count, 1);
     }
@@ -163,7 +163,7 @@ Picture PictureFile::load(int page, Condition& condition)
         IMG_decompress_bitmap_mem_sized(bytes_.data(), size(), static_cast<int16_t>(page - 1));
     condition = last_condition();
     if (handle < 0) {
-        throw Failure("cannot read " + page_name(page), trouble(page, handle), handle);
+        throw Failure("cannot read " + page_name(page), trouble(page, handle, condition.reason), handle);
     }
     Picture picture(handle);
     if (condition.is_empty()) {
@@ -179,7 +179,7 @@ std::string PictureFile::page_name(int page) const
     return page > 1 ? "page " + std::to_string(page) + " of " + name_ : name_;
 }
 
-std::string PictureFile::trouble(int page, int code) const
+std::string PictureFile::trouble(int page, int code, const std::string& reason) const
 {
     const Format* format = format_by_number(detected_);
     const std::string kind = is_fax_ ? "fax" : format == nullptr ? "unknown" : format->name;
@@ -192,6 +192,9 @@ std::string PictureFile::trouble(int page, int code) const
     const std::string exact = is_fax_ || format == nullptr ? "" : why_unread(detected_, bytes_, page);
     if ((code == ORV_NOT_SUPPORTED || code == ORV_BAD_DATA) && !exact.empty()) {
         return exact;
+    }
+    if ((code == ORV_NOT_SUPPORTED || code == ORV_BAD_DATA) && !reason.empty()) {
+        return "it looks like " + kind + ", but: " + reason;
     }
     if (code == ORV_NOT_SUPPORTED) {
         return "it looks like " + kind + ", of a kind, depth or size that OrvImg32 does not carry";

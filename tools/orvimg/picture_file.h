@@ -53,8 +53,8 @@ public:
     // "page 2 of fax.tif", or the file's name alone for the first page.
     std::string page_name(int page) const;
 
-    // Why a page could not be read, for the library's result `code`.
-    std::string trouble(int page, int code) const;
+    // Why a page could not be read, for the library's result `code` and the load report's reason, if any.
+    std::string trouble(int page, int code, const std::string& reason) const;
     // Why not a single row of a page came; `code` gets the result that says so.
     std::string emptiness(int page, const Condition& condition, int& code) const;
 

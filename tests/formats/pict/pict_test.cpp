@@ -105,6 +105,10 @@ TEST(PictRead, Refusals)
     EXPECT_EQ(load(bitmap), kNotSupported) << "direct pixels in a BitMap";
     const Bytes no_bitmap = joined({pict_start(2, 1), words({0x0C, 0, 0, 0xFF})});
     EXPECT_EQ(load(no_bitmap), kBadData);
+    OrvLoadReport report = {};
+    report.size = sizeof report;
+    EXPECT_EQ(orv_load_report(&report), 0);
+    EXPECT_STREQ(report.reason, "the picture has drawing and no bitmap");
     Bytes file = pict({}, {0, 0xFF, 1});
     file[524] = 3;
     EXPECT_EQ(load(file), kBadData) << "no version 2";
