@@ -20,7 +20,6 @@ namespace
 
 enum Escape : u8 { kEndOfLine = 0, kEndOfBitmap = 1, kDelta = 2 };
 
-constexpr u32 kLongestCode = 2 + 255 + 1;
 constexpr u32 kPastFullLine = 2;  // bytes looked at behind a full line
 // A chunk is left ahead of a code that might not end in it.
 constexpr i32 kLeaveChunk = kChunkBytes - 256;
