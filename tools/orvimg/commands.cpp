@@ -100,6 +100,19 @@ const CommandRow kCommands[] = {
      kAnyNumber,
      settle_merge,
      run_merge},
+    {"print",
+     "IN...",
+     "print pictures, to PWG raster that driverless printers take",
+     "Every page of every IN becomes a page of the job. Pages are never held whole.\n\n"
+     "Examples:\n"
+     "  orvimg print fax.tif --to - | lp -d printer -o document-format=image/pwg-raster\n"
+     "  orvimg print photo.bmp --bits 24 --dpi 600 --to photo.pwg --preview 'page-%d.png'\n",
+     {kPrintOptions, kReadingOptions},
+     false,
+     1,
+     kAnyNumber,
+     settle_print,
+     run_print},
     {"formats",
      "",
      "list the formats that are read and written",

@@ -36,10 +36,12 @@ int run_split(const Options& options);
 int run_merge(const Options& options);
 int run_formats(const Options& options);
 int run_view(const Options& options);
+int run_print(const Options& options);
 int run_help(const Options& options);
 int run_complete(const Options& options);
 
 void settle_split(Options& options);
 void settle_merge(Options& options);
+void settle_print(Options& options);
 
 }  // namespace orvimg

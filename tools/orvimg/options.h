@@ -9,6 +9,7 @@
 
 #include "formats.h"
 #include "operations.h"
+#include "print_options.h"
 
 namespace orvimg
 {
@@ -32,6 +33,7 @@ struct Options {
     bool json = false;
     bool json_lines = false;
     int width = 0;  // view: columns, 0 for the terminal's
+    PrintOptions print;
 };
 
 // One option as it was written.
@@ -77,6 +79,7 @@ extern const std::span<const OptionRow> kReadingOptions;  // commands that load
 extern const std::span<const OptionRow> kTargetOptions;   // commands that save
 extern const std::span<const OptionRow> kOutputOptions;   // where the one result goes
 extern const std::span<const OptionRow> kJsonOptions;
+extern const std::span<const OptionRow> kPrintOptions;
 
 // What the settling of commands shares. All throw.
 void settle_target_format(Options& options);        // from --format, else from the output's name
