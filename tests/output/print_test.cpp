@@ -93,6 +93,29 @@ TEST(Print, EveryPageOfAFaxIsAPageOfTheJob)
     }
 }
 
+TEST(Print, TheExampleDraws)
+{
+    const std::string photo = data_path("demo/photo.bmp");
+    ASSERT_TRUE(run(DRAW_EXAMPLE " " + photo + " screen.ppm page.pbm"));
+    const Picture wanted = load_picture(photo);
+    expect_same(read_pnm("screen.ppm"), wanted, "on the screen");
+    const Picture page = read_pnm("page.pbm");
+    ASSERT_EQ(page.width, wanted.width * 2);
+    // Quarters of the page are as light as those of the picture, but for what rounding loses.
+    const auto light = [](const Picture& picture, int quarter) {
+        const int left = quarter % 2 * picture.width / 2, top = quarter / 2 * picture.height / 2;
+        const Picture part = cropped(picture, left, top, picture.width / 2, picture.height / 2);
+        double sum = 0;
+        for (const u32 p : part.pixels) {
+            sum += 0.30 * (p >> 16) + 0.59 * (p >> 8 & 255) + 0.11 * (p & 255);
+        }
+        return sum / static_cast<double>(part.pixels.size());
+    };
+    for (int quarter = 0; quarter < 4; ++quarter) {
+        EXPECT_NEAR(light(page, quarter), light(wanted, quarter), 6) << quarter;
+    }
+}
+
 TEST(Print, RefusesWhatMakesNoSense)
 {
     const std::string photo = data_path("demo/photo.bmp");

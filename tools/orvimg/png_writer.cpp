@@ -1,6 +1,8 @@
 #include "png_writer.h"
 
+#if defined(ORVIMG_PNG)
 #include <png.h>
+#endif
 #include <unistd.h>
 
 #include <csetjmp>
@@ -11,6 +13,8 @@
 
 namespace orvimg
 {
+
+#if defined(ORVIMG_PNG)
 
 namespace
 {
@@ -91,5 +95,18 @@ void PngWriter::commit()
     }
     target_.commit();
 }
+
+#else
+
+PngWriter::PngWriter(const std::string& name, const PageFormat&) : name_(name), target_(name, Existing::Replace)
+{
+    throw Failure("cannot write " + name, "this build has no libpng", ORV_NOT_SUPPORTED);
+}
+
+PngWriter::~PngWriter() = default;
+void PngWriter::line(const uint8_t*) {}
+void PngWriter::commit() {}
+
+#endif
 
 }  // namespace orvimg
