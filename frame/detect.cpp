@@ -116,6 +116,7 @@ int16_t IMGLOW_get_filetype(const char* file_name)
 int16_t IMG_get_filetype_fd(int32_t stream)
 {
     const ApiCall call;
+    const StreamWindow window(stream);
     return format_from_start(stream);
 }
 

@@ -16,6 +16,8 @@ void fail_allocation(int n);
 void shorten_write(int n);
 // The n-th close from now closes and tells of a failure; 0 switches it off.
 void fail_close(int n);
+// The number that no file gets in the place of 32767; 0 puts it back.
+void reserve_number(int number);
 // Files closed since the process started.
 std::uint64_t close_count();
 // Writes asked for since the process started.

@@ -229,8 +229,8 @@ ErrorCode bitmap_check(const PictReader& reader, const PictBitmap& bitmap)
         picture_note(reader.sink, "pixels of a depth or packing that is not read");
         return kNotSupported;
     }
-    const BITMAPINFOHEADER& first = reader.header.info;
-    if (reader.picture_seen && (bitmap.width != first.biWidth || bitmap.bits != first.biBitCount)) {
+    const PictureSink& first = reader.sink;
+    if (reader.picture_seen && (bitmap.width != first.width || bitmap.bits != first.bits)) {
         picture_note(reader.sink, "a band of another width or depth");
         return kBadData;
     }

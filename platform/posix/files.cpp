@@ -25,7 +25,8 @@ std::uint64_t closes;
 int closes_until_failure;
 
 // The number that stands for the memory stream: no file may have it.
-constexpr int kTakenNumber = 32767;
+constexpr int kMemoryStreamNumber = 32767;
+int reserved_number = kMemoryStreamNumber;
 
 int open_repeated(const char* name, int flags, mode_t mode)
 {
@@ -33,10 +34,10 @@ int open_repeated(const char* name, int flags, mode_t mode)
     do {
         file = open(name, flags | O_CLOEXEC, mode);
     } while (file < 0 && errno == EINTR);
-    if (file != kTakenNumber) {
+    if (file != reserved_number) {
         return file;
     }
-    const int moved = fcntl(file, F_DUPFD_CLOEXEC, kTakenNumber + 1);
+    const int moved = fcntl(file, F_DUPFD_CLOEXEC, reserved_number + 1);
     close(file);
     return moved;
 }
@@ -179,6 +180,10 @@ void shorten_write(int n)
 std::uint64_t write_count()
 {
     return writes;
+}
+void reserve_number(int number)
+{
+    reserved_number = number == 0 ? kMemoryStreamNumber : number;
 }
 std::uint64_t close_count()
 {

@@ -68,6 +68,25 @@ TEST(Handles, BadOnesAreRefusedEverywhere)
     IMG_delete_bitmap(live);
 }
 
+TEST(Handles, ThirtyTwoThousandAndTheLowestFreeOneNext)
+{
+    const ImageHeader image = {{40, 1, 1, 1, 24, 0, 0, 0, 0, 0, 0}, {}};
+    for (int handle = 0; handle < 32767; ++handle) {
+        ASSERT_EQ(IMG_create_handle(&image), handle);
+    }
+    EXPECT_EQ(IMG_create_handle(&image), kOutOfMemory) << "handles end with 16 bits";
+    for (const int handle : {20000, 63, 64, 12}) {
+        IMG_delete_bitmap(handle);
+    }
+    for (const int handle : {12, 63, 64, 20000}) {
+        EXPECT_EQ(IMG_create_handle(&image), handle);
+    }
+    for (int handle = 32766; handle >= 0; --handle) {
+        ASSERT_EQ(IMG_delete_bitmap(handle), kOk);
+    }
+    EXPECT_EQ(handle_count, 0);
+}
+
 TEST(Handles, RecordAndHeaderOfANewImage)
 {
     const int handle = make_image(33, 5, 1, 7);
@@ -137,6 +156,9 @@ TEST(CreateHandle, PaletteAndPixelsLieBehindALongHeader)
     IMGLOW_get_bitmap_header(handle, &header);
     EXPECT_EQ(header.info.biSize, kBitmapHeaderBytes);
     IMG_delete_bitmap(handle);
+    packed[16] = 1;
+    EXPECT_EQ(IMG_create_handle(reinterpret_cast<const ImageHeader*>(packed.data())), kNotSupported) << "coded";
+    packed[16] = 0;
     check_allocations([&] {
         const i16 made = IMG_create_handle(reinterpret_cast<const ImageHeader*>(packed.data()));
         IMG_delete_bitmap(made);

@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
+
 #include "frame/streams.h"
+#include "orvimg32/extra.h"
 #include "orvimg32/sized.h"
 #include "platform/files.h"
 #include "platform/memory.h"
@@ -131,6 +134,104 @@ TEST(Load, ResultsAreTheHandleTheCodeOrTheCallbacksRefusal)
     const int handle = IMG_decompress_bitmap_mem_sized(file.data(), size, 0);
     EXPECT_EQ(handle, 0) << "failed loads take no slot";
     IMG_delete_bitmap(handle);
+}
+
+TEST(Load, MemoryOfUnknownSizeIsReadNoFurtherThanTheFile)
+{
+    // Behind each block's last byte a sanitizer watches.
+    int whole = 0;
+    for (const char* folder : {"bmp", "pcx", "dcx", "tga", "tiff", "gif", "wmf", "pict", "wpg"}) {
+        for (const std::string& path : fixtures(folder)) {
+            SCOPED_TRACE(path);
+            const std::vector<u8> file = read_file(path);
+            const i16 sized = IMG_decompress_bitmap_mem_sized(file.data(), static_cast<u32>(file.size()), 0);
+            OrvLoadReport report = {sizeof report, 0, 0, 0, 0, {}};
+            EXPECT_EQ(orv_load_report(&report), 0);
+            // The palette of an 8-bit PCX is sought from the end, and one WPG chain ends with the file.
+            const bool needs_end = sized < 0 ||
+                                   (path.find(".pcx") != std::string::npos && picture_of(sized).bits == 8) ||
+                                   path.find("palette-type2") != std::string::npos;
+            if (!needs_end && report.rows_whole == report.rows) {
+                auto block = std::make_unique<u8[]>(file.size());
+                std::copy(file.begin(), file.end(), block.get());
+                const i16 unsized = IMG_decompress_bitmap_mem(block.get(), 0);
+                expect_same(picture_of(unsized), picture_of(sized), "without a size");
+                IMG_delete_bitmap(unsized);
+                ++whole;
+            }
+            IMG_delete_bitmap(sized);
+        }
+    }
+    EXPECT_GT(whole, 100);
+}
+
+TEST(Load, TellsWhatItCouldNotRead)
+{
+    std::vector<u8> file = read_file(data_path("bmp/im_24.bmp"));
+    const auto load = [&](usize size) {
+        OrvLoadReport report = {sizeof report, 9, 9, 9, 9, {}};
+        IMG_delete_bitmap(IMG_decompress_bitmap_mem_sized(file.data(), static_cast<u32>(size), 0));
+        EXPECT_EQ(orv_load_report(&report), 0);
+        return report;
+    };
+    const OrvLoadReport whole = load(file.size());
+    EXPECT_EQ(whole.rows_whole, whole.rows);
+    EXPECT_STREQ(whole.reason, "");
+    const OrvLoadReport cut = load(file.size() - 200);
+    EXPECT_EQ(cut.rows, whole.rows);
+    EXPECT_GT(cut.rows_repaired, 0);
+    EXPECT_EQ(cut.rows_whole + cut.rows_repaired + cut.rows_missing, cut.rows);
+    EXPECT_STREQ(cut.reason, "the data ends early");
+    EXPECT_EQ(load(10).rows, 0) << "a failed load has no rows";
+    std::vector<u8> runs = read_file(data_path("bmp/im_rle8.bmp"));
+    runs.resize(runs.size() / 2);
+    file = runs;
+    EXPECT_GT(load(file.size()).rows_missing, 0);
+    // The pixels of a run-length file beyond every file: no rows, and still run-length.
+    file[13] = 0x80;
+    const OrvLoadReport none = load(file.size());
+    EXPECT_EQ(none.rows_missing, none.rows);
+    EXPECT_EQ(static_cast<ExtraInfo*>(IMG_get_extra_info())->format, ORV_FORMAT_BMP_RLE);
+    // A picture that can't be reached leaves nothing of the load before it.
+    const int stream = platform::_lopen(data_path("pcx/mono-netpbm.pcx").c_str(), platform::OF_READ);
+    IMG_delete_bitmap(IMG_decompress_bitmap_fd(stream, 0, 0));
+    EXPECT_EQ(IMG_decompress_bitmap_fd(stream, 0x80000000, 0), kNotSupported);
+    EXPECT_EQ(static_cast<ExtraInfo*>(IMG_get_extra_info())->format, 0);
+    platform::_lclose(stream);
+    OrvLoadReport small = {8, 9, 9, 9, 9, {}};
+    EXPECT_EQ(orv_load_report(&small), 0);
+    EXPECT_EQ(small.rows_whole, 9) << "no more than its size is written";
+    small.size = 4;
+    EXPECT_EQ(orv_load_report(&small), kBadData);
+}
+
+TEST(Load, PagesAndPixelsForViewers)
+{
+    const struct {
+        const char* file;
+        int pages;
+    } cases[] = {{"dcx/mono-gray-palette-magick.dcx", 3}, {"tiff/rgb.tif", 1}, {"bmp/im_1.bmp", 1}};
+    for (const auto& c : cases) {
+        const std::vector<u8> file = read_file(data_path(c.file));
+        EXPECT_EQ(orv_page_count_mem(file.data(), static_cast<u32>(file.size())), c.pages) << c.file;
+    }
+    EXPECT_EQ(orv_page_count_mem("nothing", 7), kNotSupported);
+    EXPECT_EQ(orv_version(), ORV_VERSION);
+    for (const int bits : {1, 4, 8, 24}) {
+        const int handle = make_image(13, 3, bits, 4);
+        std::vector<u8> rgba(60 * 3, 0xEE);
+        EXPECT_EQ(orv_to_rgba(handle, rgba.data(), 60), 0);
+        std::vector<u32> pixels;
+        for (usize i = 0; i < 13 * 3; ++i) {
+            const u8* p = &rgba[i / 13 * 60 + i % 13 * 4];
+            pixels.push_back(u32{p[0]} << 16 | u32{p[1]} << 8 | p[2]);
+            EXPECT_EQ(p[3], 255);
+        }
+        EXPECT_EQ(pixels, picture_of(handle).pixels) << bits;
+        EXPECT_EQ(rgba[53], 0xEE) << "nothing between rows";
+        EXPECT_EQ(orv_to_rgba(handle, rgba.data(), 51), kBadData);
+        IMG_delete_bitmap(handle);
+    }
 }
 
 TEST(Load, TheFramesSinkBoundsEveryRow)

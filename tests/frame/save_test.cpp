@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <thread>
+
 #include "orvimg32/sized.h"
 #include "tests/support/support.h"
 
@@ -168,6 +171,37 @@ TEST(Progress, AJobOfOneAndAJobOfThreeSaves)
     IMG_delete_bitmap(tall);
 }
 
+TEST(Save, ACropLeftOfThePictureKeepsItsColumns)
+{
+    // At 1 bit 9 columns to the left are one byte, at 4 bits 3 are one byte.
+    for (const auto& [bits, left, shift] : {std::array{1, -9, 8}, std::array{4, -3, 2}, std::array{4, -5, 4}}) {
+        const int handle = make_image(40, 2, bits, 3);
+        const Picture whole = picture_of(handle);
+        IMG_set_croprect(handle, static_cast<i16>(left), 0, 24, 2);
+        std::vector<u8> file(2000);
+        EXPECT_EQ(IMG_save_bitmap_mem_sized(handle, file.data(), 2000, 1, nullptr), kOk);
+        const Picture saved = load_picture(file);
+        for (int x = shift; x < 24; ++x) {
+            const usize from = static_cast<usize>(x - shift);
+            EXPECT_EQ(saved.pixels[static_cast<usize>(x)], whole.pixels[from]) << bits << " bits, column " << x;
+        }
+        IMG_delete_bitmap(handle);
+    }
+}
+
+TEST(Save, APipeGetsTheWholeFile)
+{
+    const int handle = make_image(300, 900, 8, 1);
+    save(handle, temp_path("whole.bmp"), 1);
+    run("mkfifo " + temp_path("pipe"));
+    std::thread reader([] { run("cat " + temp_path("pipe") + " > " + temp_path("piped.bmp")); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_EQ(save(handle, temp_path("pipe"), 1), kOk);
+    reader.join();
+    EXPECT_EQ(read_file(temp_path("piped.bmp")), read_file(temp_path("whole.bmp")));
+    IMG_delete_bitmap(handle);
+}
+
 TEST(Save, LowLevelHeadersAreChecked)
 {
     ImageHeader header = {};
@@ -184,6 +218,16 @@ TEST(Save, LowLevelHeadersAreChecked)
     EXPECT_EQ(load_picture(std::span(file.data(), written)).pixels,
               (std::vector<u32>{0x020202, 0x020202, 0x020202, 0x010101, 0x010101, 0x010101}));
     EXPECT_EQ(IMGLOW_save_bitmap_mem(file.data(), &header, 1, rows, nullptr), kOk);
+    // Sizes count by their low 16 bits, and the header written has its 40 bytes.
+    header.info.biSize = 64;
+    header.info.biWidth += 0x50000;
+    header.info.biHeight += 0x10000;
+    EXPECT_EQ(IMGLOW_save_bitmap_mem_sized(file.data(), 200, &header, 1, rows, nullptr, &written), kOk);
+    EXPECT_EQ(load_picture(std::span(file.data(), written)).pixels.size(), 6u);
+    header.info.biHeight = 0xFFFE;
+    EXPECT_EQ(IMGLOW_save_bitmap_mem_sized(file.data(), 200, &header, 1, rows, nullptr, &written), kBadData);
+    header.info.biWidth = 3;
+    header.info.biHeight = 2;
     EXPECT_EQ(IMGLOW_save_bitmap_mem(file.data(), &header, 16, rows, nullptr), kNotSupported);
     header.info.biBitCount = 16;
     EXPECT_EQ(IMGLOW_save_bitmap_mem_sized(file.data(), 200, &header, 1, rows, nullptr, &written),

@@ -1,6 +1,7 @@
 #include "frame/streams.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "frame/chunk_reader.h"
 #include "frame/scratch.h"
@@ -118,6 +119,21 @@ TEST(Streams, ChunkReaderGivesEveryByteAndAStickyEnd)
     }
     EXPECT_EQ(platform::_llseek(descriptor, 0, kFromHere), 1234) << "where the reader left it";
     platform::_lclose(descriptor);
+}
+
+TEST(Streams, NoFileGetsTheMemoryStreamsNumber)
+{
+    // Descriptors as high may not be had here: the next one takes the place of 32767.
+    const int next = dup(0);
+    close(next);
+    platform::testing::reserve_number(next);
+    for (const auto open : {+[](const char* name) { return platform::_lcreat(name, 0); },
+                            +[](const char* name) { return platform::_lopen(name, platform::OF_READ); }}) {
+        const int file = open(temp_path("number").c_str());
+        EXPECT_GT(file, next);
+        platform::_lclose(file);
+    }
+    platform::testing::reserve_number(0);
 }
 
 TEST(Scratch, TwentySlotsOfSixteenBitSizes)

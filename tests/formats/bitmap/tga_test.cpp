@@ -27,6 +27,9 @@ TEST(TgaRead, PixelsAndMaps)
     EXPECT_EQ(
         pixels_of({{0, {3, 1, 1}}, {5, {2, 0, 15}}, {16, {8}}}, {'a', 'b', 'c', 0x1F, 0, 0xE0, 0x83, 1, 0}),
         (Pixels{0x00F800, 0x0000F8}));
+    Bytes long_id(200, 'x');
+    long_id.insert(long_id.end(), {1, 2, 3, 4, 5, 6});
+    EXPECT_EQ(pixels_of({{0, {200}}}, long_id), (Pixels{0x030201, 0x060504})) << "an ID of more than 127 bytes";
     // Of 258 entries the last two are passed over, and so is a map that nothing needs.
     Bytes map;
     for (int i = 0; i < 258; ++i) {
