@@ -7,11 +7,11 @@ install(DIRECTORY include/orvimg32 DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(EXPORT OrvImg32Targets NAMESPACE OrvImg32:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/OrvImg32)
 
 configure_file(cmake/orvimg32.pc.in orvimg32.pc @ONLY)
-install(FILES ${CMAKE_BINARY_DIR}/orvimg32.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+install(FILES ${PROJECT_BINARY_DIR}/orvimg32.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
-file(WRITE ${CMAKE_BINARY_DIR}/OrvImg32Config.cmake "include(\${CMAKE_CURRENT_LIST_DIR}/OrvImg32Targets.cmake)\n")
+file(WRITE ${PROJECT_BINARY_DIR}/OrvImg32Config.cmake "include(\${CMAKE_CURRENT_LIST_DIR}/OrvImg32Targets.cmake)\n")
 write_basic_package_version_file(OrvImg32ConfigVersion.cmake COMPATIBILITY SameMajorVersion)
-install(FILES ${CMAKE_BINARY_DIR}/OrvImg32Config.cmake ${CMAKE_BINARY_DIR}/OrvImg32ConfigVersion.cmake
+install(FILES ${PROJECT_BINARY_DIR}/OrvImg32Config.cmake ${PROJECT_BINARY_DIR}/OrvImg32ConfigVersion.cmake
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/OrvImg32)
 
 if(ORV_BUILD_TOOLS)

@@ -43,6 +43,21 @@ cmake -G Ninja -S "$work" -B "$work/consumer" -DCMAKE_PREFIX_PATH="$work/tree" -
 cmake --build "$work/consumer" >/dev/null
 crop "$work/consumer/crop_shared"
 crop "$work/consumer/crop_static"
+# As a part of another project: the targets are there, and sources find what they include.
+mkdir "$work/inside"
+cat >"$work/inside/CMakeLists.txt" <<'CMAKE'
+cmake_minimum_required(VERSION 3.25)
+project(whole LANGUAGES C CXX)
+include(FetchContent)
+FetchContent_Declare(orvimg32 SOURCE_DIR ${ORV_SOURCES})
+FetchContent_MakeAvailable(orvimg32)
+add_executable(crop ${ORV_SOURCES}/examples/crop.c)
+target_link_libraries(crop OrvImg32::orvimg32)
+CMAKE
+cmake -G Ninja -S "$work/inside" -B "$work/whole" -DORV_SOURCES="$sources" -DCMAKE_C_COMPILER="$cc" \
+    -DCMAKE_CXX_COMPILER="$cxx" -DCMAKE_C_FLAGS="$*" -DCMAKE_CXX_FLAGS="$*" >/dev/null
+ninja -C "$work/whole" CMakeFiles/crop.dir"$sources"/examples/crop.c.o \
+    _deps/orvimg32-build/CMakeFiles/orv_objects.dir/frame/rows.cpp.o >/dev/null
 [ ! -e "$work/tree/bin/orvimg" ] || "$work/tree/bin/orvimg" --version >/dev/null
 [ ! -e "$work/tree/share/man/man1/orvimg.1" ] || man --warnings -l "$work/tree/share/man/man1/orvimg.1" >/dev/null
 echo "installed, compiled, cropped"
