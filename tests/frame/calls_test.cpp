@@ -19,7 +19,7 @@ namespace orv::test
 namespace
 {
 
-const char* const kFolders[] = {"bmp", "pcx", "dcx", "tga", "tiff", "gif", "wmf", "pict", "wpg", "eps"};
+const char* const kFolders[] = {"bmp", "pcx", "dcx", "tga", "tiff", "gif", "wmf", "pict", "wpg", "eps", "jpeg"};
 
 // Runs `each` with an open file of every fixture.
 void for_each_fixture(const std::function<void(int file, const std::vector<u8>& bytes)>& each)
