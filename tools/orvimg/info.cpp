@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "commands.h"
+#include "jpeg_kind.h"
 #include "orvimg32/sized.h"
 #include "report.h"
 
@@ -76,6 +77,7 @@ void look_at_pages(FileInfo& info, PictureFile& file, const Options& options)
         throw Failure("cannot read " + file.page_name(shown.page), shown.trouble, shown.code);
     }
     name_format(info, file, shown);
+    info.sampling = info.format_number == ORV_FORMAT_JPEG ? jpeg_sampling(file.bytes()) : "";
 }
 
 FileInfo info_of_file(const std::string& name, const Options& options)
@@ -123,6 +125,9 @@ void print_text(const FileInfo& info)
     }
     std::printf("  size        %s\n", size_text(first).c_str());
     std::printf("  resolution  %s\n", resolution_text(first.extra).c_str());
+    if (!info.sampling.empty()) {
+        std::printf("  sampling    %s\n", info.sampling.c_str());
+    }
     if (info.pages.size() == 1 && first.condition.is_damaged()) {
         std::printf("  damage      %s\n", first.condition.words().c_str());
     }

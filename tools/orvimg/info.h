@@ -26,6 +26,7 @@ struct FileInfo {
     int code = ORV_OK;
     std::string format_name;
     std::string format_words;
+    std::string sampling;  // of JPEG
     int format_number = -1;
     int page_count = 0;
     std::vector<PageInfo> pages;

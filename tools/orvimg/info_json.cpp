@@ -46,6 +46,9 @@ Json of_file(const FileInfo& info)
     json["format"] = info.format_name;
     json["format_number"] = info.format_number;
     json["description"] = info.format_words;
+    if (!info.sampling.empty()) {
+        json["sampling"] = info.sampling;
+    }
     json["page_count"] = info.page_count;
     json["pages"] = Json::array();
     for (const PageInfo& page : info.pages) {

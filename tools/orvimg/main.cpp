@@ -7,7 +7,7 @@
 #include <new>
 
 #include "command_line.h"
-#include "orvimg32/orvimg32.h"
+#include "orvimg32/extra.h"
 #include "process.h"
 #include "report.h"
 
@@ -27,10 +27,18 @@ int finish(int status)
     return kExitFailure;
 }
 
+// Files of other programs are read too, and what is written other programs can read.
+void choose_ways(const Options& options)
+{
+    orv_set_reading(options.described ? ORV_READING_DESCRIBED : ORV_READING_WIDE);
+    orv_set_writing(options.described ? ORV_WRITING_DESCRIBED : ORV_WRITING_STANDARD);
+}
+
 int run(const std::vector<std::string>& words)
 {
     try {
         const CommandLine line = parse_command_line(words);
+        choose_ways(line.options);
         return line.command == nullptr ? kExitDone : line.command->run(line.options);
     } catch (const UsageError& error) {
         print_error(error.what());

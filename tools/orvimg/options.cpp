@@ -10,6 +10,7 @@ namespace
 {
 
 constexpr int kLargestPage = 32767;
+constexpr int kCoarsestStep = 100;
 
 template <Resolution Value>
 void set_resolution(Options& options, const Argument&)
@@ -18,6 +19,11 @@ void set_resolution(Options& options, const Argument&)
         throw UsageError("--standard and --fine exclude each other");
     }
     options.resolution = Value;
+}
+
+void set_jpeg_step(Options& options, const Argument& argument)
+{
+    options.jpeg_step = static_cast<int>(number_within(argument, 0, kCoarsestStep));
 }
 
 void set_json_lines(Options& options, const Argument&)
@@ -41,6 +47,8 @@ constexpr OptionRow kPage[] = {
 };
 
 constexpr OptionRow kReading[] = {
+    {"--described", "", "", "read and write JPEG with the frame header of OrvImg32 alone, not T.81's",
+     set_flag<&Options::described>},
     {"--strict", "", "", "a picture with missing or repaired rows is a failure", set_flag<&Options::strict>},
 };
 
@@ -51,6 +59,7 @@ constexpr OptionRow kTarget[] = {
      set_resolution<Resolution::Fine>},
     {"--standard", "", "", "standard resolution: every other line of a fine page",
      set_resolution<Resolution::Standard>},
+    {"--jpeg-step", "N", "", "quantisation of JPEG, 0 (finest) to 100", set_jpeg_step},
     {"--no-clobber", "", "", "leave a target that exists as it is, and fail", set_flag<&Options::no_clobber>},
 };
 

@@ -24,6 +24,8 @@ struct Options {
     int page = 0;                     // from 1; 0: not given
     std::vector<Operation> operations;
     std::optional<Resolution> resolution;
+    std::optional<int> jpeg_step;
+    bool described = false;  // this library's own layouts alone
     bool append = false;
     bool no_clobber = false;
     bool strict = false;

@@ -19,6 +19,9 @@ constexpr int32_t kNoHandle = -1;
 // handle is looked at, so none is needed for them.
 void save_settings(const Options& options, int page_total)
 {
+    if (options.jpeg_step) {
+        IMGLOW_set_comp_quality(static_cast<int16_t>(*options.jpeg_step));
+    }
     const Resolution resolution = options.resolution.value_or(Resolution::Fine);
     IMG_save_bitmap(kNoHandle, nullptr, options.format->number, static_cast<int16_t>(page_total),
                     static_cast<int32_t>(resolution), kWriteRtc, kReportProgress);

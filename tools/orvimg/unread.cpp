@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string_view>
 
+#include "jpeg_kind.h"
 #include "orvimg32/orvimg32.h"
 
 namespace orvimg
@@ -200,8 +201,9 @@ struct UnreadRow {
 // How a format names its kinds that are not read: a row, with a function that looks at the file's bytes. It
 // is asked only when a load has failed or given no row at all.
 constexpr UnreadRow kRows[] = {
-    {ORV_FORMAT_BMP, bmp_kind}, {ORV_FORMAT_TIFF, tiff_kind}, {ORV_FORMAT_PCX, pcx_kind},
-    {ORV_FORMAT_TGA, tga_kind}, {ORV_FORMAT_WPG, wpg_kind},   {ORV_FORMAT_EPS, eps_kind},
+    {ORV_FORMAT_BMP, bmp_kind},   {ORV_FORMAT_TIFF, tiff_kind}, {ORV_FORMAT_PCX, pcx_kind},
+    {ORV_FORMAT_TGA, tga_kind},   {ORV_FORMAT_WPG, wpg_kind},   {ORV_FORMAT_EPS, eps_kind},
+    {ORV_FORMAT_JPEG, jpeg_kind},
 };
 
 struct OtherKind {
