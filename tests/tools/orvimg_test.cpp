@@ -56,6 +56,11 @@ TEST(Orvimg, SaysWhatIsWrong)
         {"", 2, "a command is missing"},
         {"convert a.bmp", 2, "OUT"},
         {"convert a.bmp b.bmp --rotate 45", 2, "--rotate"},
+        {"convert a.bmp b.jpg --jpeg-step 101", 2, "--jpeg-step"},
+        {"info " + data_path("jpeg/unread/progressive.jpg"), 1, "progressive JPEG, not read (-3)"},
+        {"info " + data_path("jpeg/unread/arithmetic.jpg"), 1, "arithmetic-coded JPEG, not read (-3)"},
+        {"info " + data_path("jpeg/unread/scans.jpg"), 1, "JPEG in several scans, not read (-6)"},
+        {"info --described " + data_path("jpeg/gray.jpg"), 1, "(-3)"},
         {"convert a.bmp b.bmp --resize 0x5", 2, "--resize"},
         {"convert a.bmp b.bmp --crop 1,2,3", 2, "--crop"},
         {"convrt a.bmp b.bmp", 2, "did you mean convert?"},
@@ -170,6 +175,19 @@ assert fax["format"] == "tiff-t4" and fax["page_count"] == 3 and len(fax["pages"
 assert all(page["lines_doubled"] and page["stored_y_resolution"] * 2 == page["y_resolution"] for page in fax["pages"])
 END
 )PY");
+}
+
+TEST(Orvimg, JpegIsTheStandardOneUnlessTheDescribedOneIsAskedFor)
+{
+    expect_done("convert " + kPhoto + " standard.jpg --jpeg-step 3");
+    expect_done("convert " + kPhoto + " described.jpg --jpeg-step 40 --described");
+    expect_done("convert described.jpg described.bmp --described");
+    expect_done("convert described.jpg wide.bmp");
+    EXPECT_EQ(read_file(temp_path("described.bmp")), read_file(temp_path("wide.bmp")));
+    EXPECT_LT(read_file(temp_path("described.jpg")).size(), read_file(temp_path("standard.jpg")).size());
+    const std::string told = orvimg("info standard.jpg described.jpg").text;
+    EXPECT_NE(told.find("2x1, 1x1, 1x1 (frame header of T.81)"), std::string::npos) << told;
+    EXPECT_NE(told.find("2x1, 1x1, 1x1 (frame header of OrvImg32)"), std::string::npos) << told;
 }
 
 TEST(Orvimg, PagesSplitAndMerge)
