@@ -7,9 +7,9 @@ namespace
 
 TEST(JpegRobust, Damage)
 {
-    check_fixtures("jpeg/described", 300);
+    check_fixtures("jpeg/described", 200);
     const Ways wide(ORV_READING_WIDE, ORV_WRITING_DESCRIBED);
-    check_fixtures("jpeg", 300);
+    check_fixtures("jpeg", 100);
 }
 
 TEST(JpegRobust, HostsThatFail)
