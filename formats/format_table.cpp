@@ -129,6 +129,7 @@ const FormatEntry format_table[kFormatCount] = {
     {.reader = eps_read_image,
      .encoder = eps_save_image,
      .save_depths = kAllDepths,
+     .no_size = kNotSupported,
      .ending = "eps",
      .told = kEpsMagic},
     /* 15 PICT                */

@@ -29,6 +29,7 @@ struct FormatEntry {
     Encoder encoder = nullptr;                       // null where it is not written
     u8 save_depths = 0;                              // DepthSet: what the encoder takes
     ExistingFile existing = ExistingFile::Replaced;  // what a save does with a file that is there
+    ErrorCode no_size = kBadData;                    // what a save without width or height gives
     PageCounter page_count = nullptr;                // null for a format without pages
     const char* ending = nullptr;      // three letters by which a file name selects the format, or null
     std::span<const Magic> told = {};  // any of these tells the format

@@ -109,6 +109,9 @@ i16 encode(StreamHandle stream, const ImageHeader* header, i16 format, PictureSo
     copy->info.biWidth = static_cast<i16>(header->info.biWidth);
     copy->info.biHeight = static_cast<i16>(header->info.biHeight);
     i16 result = header_check(copy->info);
+    if (result == kBadData) {
+        result = format_table[format].no_size;
+    }
     if (result == kOk) {
         std::memcpy(copy->palette, header->palette, static_cast<usize>(palette_bytes(copy->info)));
         result = source_open(source, copy->info);

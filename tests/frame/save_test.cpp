@@ -236,6 +236,8 @@ TEST(Save, LowLevelHeadersAreChecked)
     header.info.biHeight = 0;
     EXPECT_EQ(IMGLOW_save_bitmap_mem_sized(file.data(), 200, &header, 1, rows, nullptr, &written), kBadData);
     EXPECT_EQ(written, 0u);
+    EXPECT_EQ(IMGLOW_save_bitmap_mem_sized(file.data(), 200, &header, ORV_FORMAT_EPS, rows, nullptr, &written),
+              kNotSupported);
 }
 
 }  // namespace
