@@ -1,5 +1,5 @@
-/* draw IN SCREEN.ppm PAGE.pbm: shows a picture on a screen of its own size, and prints it twice as large in black
-   and white, on devices that this program makes. */
+/* draw IN SCREEN.ppm PAGE.pbm: shows a picture on a screen of its own size, and prints it twice as large in
+   black and white, on devices that this program makes. */
 #include <orvimg32/host.h>
 #include <stdio.h>
 #include <string.h>
