@@ -74,6 +74,21 @@ TEST(Print, PagesShowWhatThePreviewShows)
     }
 }
 
+TEST(Print, ColoursArriveOnPaper)
+{
+    const std::string photo = data_path("demo/photo.bmp");
+    Picture wanted = load_picture(photo);
+    for (const char* bits : {"24", "8"}) {
+        ASSERT_TRUE(run(kPrint + photo + " --scale 100 --at 0,0 --preview c-%d.png --bits " + bits));
+        const Picture page = peer_picture("c-1.png");
+        expect_same(cropped(page, 0, 0, wanted.width, wanted.height), wanted, bits);
+        EXPECT_EQ(page.pixels[static_cast<usize>(wanted.width)], 0xFFFFFFu);
+        for (u32& p : wanted.pixels) {
+            p = (30 * (p >> 16) + 59 * (p >> 8 & 255) + 11 * (p & 255)) / 100 * 0x010101;
+        }
+    }
+}
+
 TEST(Print, EveryPageOfAFaxIsAPageOfTheJob)
 {
     const std::string fax = data_path("tiff/fax-standard.tif");
