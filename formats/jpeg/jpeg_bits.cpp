@@ -49,7 +49,8 @@ JpegBits jpeg_bits_open(StreamHandle stream)
 
 JpegBits jpeg_refill_slowly(JpegBits bits)
 {
-    // What stands below `count` bits belongs to the byte at `next`, which comes again.
+    // What stands below `count` bits belongs to the byte at `next`, which comes
+    // again.
     while (bits.count < kBitsAfterRefill) {
         if (bits.end - bits.next < kLeastAhead && !bits.ended) {
             borrow_more(bits);
@@ -75,11 +76,10 @@ void jpeg_find_restart(JpegBits& bits)
     constexpr u32 kRestartBits = 12;
     jpeg_refill(bits);
     while (jpeg_peek(bits, kRestartBits) != kRestartTop && bits.count > bits.made_up) {
-        jpeg_skip(bits, 1);
+        jpeg_get_bits(bits, 1);
         jpeg_refill(bits);
     }
-    jpeg_refill(bits);
-    jpeg_skip(bits, 16);
+    jpeg_get_bits(bits, 16);
 }
 
 }  // namespace orv
