@@ -32,20 +32,15 @@ inline void gif_put_code(GifEncoder& e, u32 code)
 
 // --- Strings ---
 
-// Key of the string that adds `pixel` to `prefix`: never 0, which is an empty slot's.
-inline u32 key_of(u32 prefix, u32 pixel)
-{
-    return (prefix << 8 | pixel) + 1;
-}
-
 inline u32 slot_of(u32 prefix, u32 pixel)
 {
-    return ((prefix * 2) ^ (pixel * 0x9E3779B1U >> (32 - kGifSlotBits))) & (kGifSlots - 1);
+    return (prefix * 2 ^ pixel * 0x9E3779B1U >> (32 - kGifSlotBits)) & (kGifSlots - 1);
 }
 
 void clear_table(GifEncoder& e)
 {
-    std::memset(e.gif_code_table, 0, kGifSlots * sizeof(u32));
+    std::memset(e.gif_code_table->slots, 0, sizeof e.gif_code_table->slots);
+    std::memset(e.gif_code_table->jumps, 0, sizeof e.gif_code_table->jumps);
     e.code_size = e.codes.minimum_code_size + 1;
     e.next_code = e.codes.first_code;
     e.limit = 1U << e.code_size;
@@ -63,6 +58,35 @@ void pass_limit(GifEncoder& e)
     e.limit = e.code_size == kGifMaxCodeBits ? kGifTableLimit : 1U << e.code_size;
 }
 
+// --- Runs ---
+
+// True where the kGifJump + 1 pixels from here on are the same.
+inline bool is_run(const u8* pixels)
+{
+    return load_le64(pixels) == load_le64(pixels + 1);
+}
+
+// Follows the run that pixel i goes on with, in jumps: the place of the next pixel to look at. `prefix` is the
+// string that ends ahead of it.
+inline u32 follow_run(const GifCodeTable& table, const u8* pixels, u32 i, u32 count, u32& prefix)
+{
+    while (i > 0 && i + kGifJump <= count && is_run(pixels + i - 1) && table.jumps[prefix] != 0) {
+        prefix = table.jumps[prefix];
+        i += kGifJump;
+    }
+    return i;
+}
+
+// The last kGifJump + 1 pixels of this string are the same: notes the way to it.
+void note_jump(GifCodeTable& table, u32 code)
+{
+    u32 from = code;
+    for (u32 i = 0; i < kGifJump; ++i) {
+        from = table.prefixes[from];
+    }
+    table.jumps[from] = static_cast<u16>(code);
+}
+
 }  // namespace
 
 ErrorCode gif_encoder_init(GifEncoder& e, StreamWriter& out, u32 minimum_code_size)
@@ -70,8 +94,7 @@ ErrorCode gif_encoder_init(GifEncoder& e, StreamWriter& out, u32 minimum_code_si
     e = {};
     e.out = &out;
     e.codes = gif_codes(minimum_code_size);
-    e.prefix = -1;
-    e.gif_code_table = reinterpret_cast<u32*>(block_alloc(kGifSlots * sizeof(u32)));
+    e.gif_code_table = reinterpret_cast<GifCodeTable*>(block_alloc(sizeof(GifCodeTable)));
     return e.gif_code_table == nullptr ? kOutOfMemory : kOk;
 }
 
@@ -83,36 +106,52 @@ void gif_encoder_start(GifEncoder& e)
 
 void gif_lzw_encode(GifEncoder& e, const u8* pixels, u32 count)
 {
+    GifCodeTable& table = *e.gif_code_table;
     u32 i = 0;
-    if (e.prefix < 0) {
+    if (e.length == 0) {
         e.prefix = pixels[i++];
+        e.length = 1;
     }
-    u32 prefix = static_cast<u32>(e.prefix);
-    u32* const table = e.gif_code_table;
-    for (; i < count; ++i) {
-        const u32 pixel = pixels[i];
-        const u32 key = key_of(prefix, pixel);
+    u32 prefix = e.prefix;
+    u32 length = e.length;
+    while (i < count) {
+        const u32 followed = follow_run(table, pixels, i, count, prefix);
+        if (followed != i) {
+            length += followed - i;
+            i = followed;
+            continue;
+        }
+        const u8 pixel = pixels[i++];
+        const u32 key = prefix << 8 | pixel;
         u32 slot = slot_of(prefix, pixel);
-        while (table[slot] != 0 && table[slot] >> kGifMaxCodeBits != key) {
+        while (table.slots[slot] != 0 && table.keys[table.slots[slot]] != key) {
             slot = (slot + 1) & (kGifSlots - 1);
         }
-        if (table[slot] != 0) {
-            prefix = table[slot] & (kGifCodes - 1);
+        ++length;
+        if (table.slots[slot] != 0) {
+            prefix = table.slots[slot];
             continue;
         }
         gif_put_code(e, prefix);
-        table[slot] = key << kGifMaxCodeBits | e.next_code;
+        table.slots[slot] = static_cast<u16>(e.next_code);
+        table.keys[e.next_code] = key;
+        table.prefixes[e.next_code] = static_cast<u16>(prefix);
+        if (i > kGifJump && length > kGifJump && is_run(pixels + i - 1 - kGifJump)) {
+            note_jump(table, e.next_code);
+        }
         prefix = pixel;
+        length = 1;
         if (++e.next_code == e.limit + 1) {
             pass_limit(e);
         }
     }
-    e.prefix = static_cast<i32>(prefix);
+    e.prefix = prefix;
+    e.length = length;
 }
 
 void gif_encoder_finish(GifEncoder& e)
 {
-    gif_put_code(e, static_cast<u32>(e.prefix));
+    gif_put_code(e, e.prefix);
     gif_put_code(e, e.codes.end_code);
     e.fill += e.count > 0 ? 1 : 0;
     close_block(e);

@@ -7,10 +7,20 @@
 namespace orv
 {
 
-// Strings are told apart by the string that they grow from and the pixel that they add to it. A slot holds
-// that key above the string's code; slots are found by a hash of the key.
+// Strings are told apart by a key, the string that they grow from and the pixel that they add to it. Their
+// codes stand in slots that a hash of the key finds; 0 is no string's code.
 inline constexpr u32 kGifSlotBits = 14;
 inline constexpr u32 kGifSlots = 1U << kGifSlotBits;
+
+// A run of one pixel is followed this many pixels at a time.
+inline constexpr u32 kGifJump = 8;
+
+struct GifCodeTable {
+    u16 slots[kGifSlots];
+    u32 keys[kGifCodes];
+    u16 prefixes[kGifCodes];
+    u16 jumps[kGifCodes];  // the string with kGifJump more of its last pixel, or 0
+};
 
 // At 12 bits the table is given up early, at this code.
 inline constexpr u32 kGifTableLimit = 4080;
@@ -22,11 +32,12 @@ inline constexpr u32 kGifBlockBytes = 300;
 struct GifEncoder {
     StreamWriter* out;
     GifCodes codes;
-    u32* gif_code_table;  // kGifSlots
+    GifCodeTable* gif_code_table;
     u32 code_size;
     u32 next_code;
     u32 limit;
-    i32 prefix;  // code of the string so far, negative ahead of the first pixel
+    u32 prefix;  // code of the string so far
+    u32 length;  // its pixels, 0 ahead of the first one
 
     u64 bits;                             // codes that do not fill a byte yet, the first one lowest
     u32 count;                            // how many bits
