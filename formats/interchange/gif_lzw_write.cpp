@@ -32,14 +32,26 @@ inline void gif_put_code(GifEncoder& e, u32 code)
 
 // --- Strings ---
 
-inline u32 slot_of(u32 prefix, u32 pixel)
+// The slot of the string that adds `pixel` to `prefix`, or where it belongs.
+inline u32 find_slot_by_row(const GifCodeTable&, u32 prefix, u32 pixel)
 {
-    return (prefix * 2 ^ pixel * 0x9E3779B1U >> (32 - kGifSlotBits)) & (kGifSlots - 1);
+    return prefix << kGifRowBits | pixel;
+}
+
+inline u32 find_slot_by_hash(const GifCodeTable& table, u32 prefix, u32 pixel)
+{
+    const u32 key = prefix << 8 | pixel;
+    u32 slot = (prefix * 2 ^ pixel * 0x9E3779B1U >> (32 - kGifSlotBits)) & (kGifSlots - 1);
+    while (table.slots[slot] != 0 && table.keys[table.slots[slot]] != key) {
+        slot = (slot + 1) & (kGifSlots - 1);
+    }
+    return slot;
 }
 
 void clear_table(GifEncoder& e)
 {
-    std::memset(e.gif_code_table->slots, 0, sizeof e.gif_code_table->slots);
+    const u32 slots = e.codes.minimum_code_size == kGifRowBits ? kGifCodes << kGifRowBits : kGifSlots;
+    std::memset(e.gif_code_table->slots, 0, slots * sizeof(u16));
     std::memset(e.gif_code_table->jumps, 0, sizeof e.gif_code_table->jumps);
     e.code_size = e.codes.minimum_code_size + 1;
     e.next_code = e.codes.first_code;
@@ -87,6 +99,48 @@ void note_jump(GifCodeTable& table, u32 code)
     table.jumps[from] = static_cast<u16>(code);
 }
 
+template <u32 (*kFindSlot)(const GifCodeTable&, u32, u32)>
+void encode_pixels(GifEncoder& e, const u8* pixels, u32 count)
+{
+    GifCodeTable& table = *e.gif_code_table;
+    u32 i = 0;
+    if (e.length == 0) {
+        e.prefix = pixels[i++];
+        e.length = 1;
+    }
+    u32 prefix = e.prefix;
+    u32 length = e.length;
+    while (i < count) {
+        const u32 followed = follow_run(table, pixels, i, count, prefix);
+        if (followed != i) {
+            length += followed - i;
+            i = followed;
+            continue;
+        }
+        const u8 pixel = pixels[i++];
+        const u32 slot = kFindSlot(table, prefix, pixel);
+        ++length;
+        if (table.slots[slot] != 0) {
+            prefix = table.slots[slot];
+            continue;
+        }
+        gif_put_code(e, prefix);
+        table.slots[slot] = static_cast<u16>(e.next_code);
+        table.keys[e.next_code] = prefix << 8 | pixel;
+        table.prefixes[e.next_code] = static_cast<u16>(prefix);
+        if (i > kGifJump && length > kGifJump && is_run(pixels + i - 1 - kGifJump)) {
+            note_jump(table, e.next_code);
+        }
+        prefix = pixel;
+        length = 1;
+        if (++e.next_code == e.limit + 1) {
+            pass_limit(e);
+        }
+    }
+    e.prefix = prefix;
+    e.length = length;
+}
+
 }  // namespace
 
 ErrorCode gif_encoder_init(GifEncoder& e, StreamWriter& out, u32 minimum_code_size)
@@ -106,47 +160,11 @@ void gif_encoder_start(GifEncoder& e)
 
 void gif_lzw_encode(GifEncoder& e, const u8* pixels, u32 count)
 {
-    GifCodeTable& table = *e.gif_code_table;
-    u32 i = 0;
-    if (e.length == 0) {
-        e.prefix = pixels[i++];
-        e.length = 1;
+    if (e.codes.minimum_code_size == kGifRowBits) {
+        encode_pixels<find_slot_by_row>(e, pixels, count);
+    } else {
+        encode_pixels<find_slot_by_hash>(e, pixels, count);
     }
-    u32 prefix = e.prefix;
-    u32 length = e.length;
-    while (i < count) {
-        const u32 followed = follow_run(table, pixels, i, count, prefix);
-        if (followed != i) {
-            length += followed - i;
-            i = followed;
-            continue;
-        }
-        const u8 pixel = pixels[i++];
-        const u32 key = prefix << 8 | pixel;
-        u32 slot = slot_of(prefix, pixel);
-        while (table.slots[slot] != 0 && table.keys[table.slots[slot]] != key) {
-            slot = (slot + 1) & (kGifSlots - 1);
-        }
-        ++length;
-        if (table.slots[slot] != 0) {
-            prefix = table.slots[slot];
-            continue;
-        }
-        gif_put_code(e, prefix);
-        table.slots[slot] = static_cast<u16>(e.next_code);
-        table.keys[e.next_code] = key;
-        table.prefixes[e.next_code] = static_cast<u16>(prefix);
-        if (i > kGifJump && length > kGifJump && is_run(pixels + i - 1 - kGifJump)) {
-            note_jump(table, e.next_code);
-        }
-        prefix = pixel;
-        length = 1;
-        if (++e.next_code == e.limit + 1) {
-            pass_limit(e);
-        }
-    }
-    e.prefix = prefix;
-    e.length = length;
 }
 
 void gif_encoder_finish(GifEncoder& e)

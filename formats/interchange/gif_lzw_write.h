@@ -7,16 +7,17 @@
 namespace orv
 {
 
-// Strings are told apart by a key, the string that they grow from and the pixel that they add to it. Their
-// codes stand in slots that a hash of the key finds; 0 is no string's code.
+// Where a string's code stands, 0 being none: with 4 bits in the row of the string that it grows from, at the
+// pixel that it adds; with 8 bits in a slot that a hash of the two finds, and that is known by its code's key.
 inline constexpr u32 kGifSlotBits = 14;
 inline constexpr u32 kGifSlots = 1U << kGifSlotBits;
+inline constexpr u32 kGifRowBits = 4;
 
 // A run of one pixel is followed this many pixels at a time.
 inline constexpr u32 kGifJump = 8;
 
 struct GifCodeTable {
-    u16 slots[kGifSlots];
+    u16 slots[kGifCodes << kGifRowBits];
     u32 keys[kGifCodes];
     u16 prefixes[kGifCodes];
     u16 jumps[kGifCodes];  // the string with kGifJump more of its last pixel, or 0
