@@ -23,8 +23,6 @@ enum Escape : u8 { kEndOfLine = 0, kEndOfBitmap = 1, kDelta = 2 };
 constexpr u32 kPastFullLine = 2;  // bytes looked at behind a full line
 // A chunk is left ahead of a code that might not end in it.
 constexpr i32 kLeaveChunk = kChunkBytes - 256;
-// Room behind a row, so that runs are filled in whole words.
-constexpr u32 kRowSlack = 16;
 
 struct RunRows {
     PictureSink* sink;
@@ -238,7 +236,7 @@ i16 read_rows(StreamHandle stream, PictureSink& sink)
                     .in = chunk_open(stream),
                     .chunk_start = 0,
                     .after_absolute = false,
-                    .wmf_rle_row = scratch_alloc(sink.stride + kRowSlack),
+                    .wmf_rle_row = scratch_alloc(sink.stride),
                     .width = static_cast<u32>(sink.width),
                     .fill = 0,
                     .row = sink.height - 1};
