@@ -87,6 +87,9 @@ TEST(Orvimg, SaysWhatIsWrong)
         {"convert " + kFax + " b.bmp --gray", 1, "takes 4, 8 or 24 bits a pixel, and the picture has 1"},
         {"convert " + kPhoto + " b.bmp --format bmp-rle", 1, "and this one has 24; add --mediancut"},
         {"convert " + kFax + " b.bmp --format bmp-rle", 1, "no operation makes deeper (-6)"},
+        {"convert " + kPhoto + " b.gif --keep-depth", 1, "and this one has 24; add --mediancut"},
+        {"info " + data_path("wmf/unread-drawing.wmf"), 1,
+         "the metafile has drawing records and no bitmap (-6)"},
     };
     for (const auto& wanted : cases) {
         const Outcome outcome = orvimg(wanted.arguments);
@@ -104,6 +107,17 @@ TEST(Orvimg, ARefusedSaveLeavesTheTargetAlone)
 }
 
 // What the program writes is what the library's operations do, called one after the other.
+TEST(Orvimg, GifGetsAPictureOfEightBits)
+{
+    const Outcome outcome = orvimg("convert " + kFax + " page.gif");
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_NE(outcome.text.find("gets 8 bits a pixel; the picture has 1"), std::string::npos) << outcome.text;
+    expect_same(load_picture(temp_path("page.gif")), load_picture(kFax), "a page");
+    expect_done("convert --quiet " + kPhoto + " photo.gif");
+    expect_done("convert --mediancut " + kPhoto + " photo.bmp");
+    expect_same(load_picture(temp_path("photo.gif")), load_picture(temp_path("photo.bmp")), "a photograph");
+}
+
 TEST(Orvimg, OperationsRunInTheOrderOfTheCommandLine)
 {
     expect_done("convert " + kPhoto + " turned.bmp --flip x --rotate 90");

@@ -61,6 +61,8 @@ constexpr OptionRow kTarget[] = {
      set_resolution<Resolution::Standard>},
     {"--jpeg-step", "N", "", "quantisation of JPEG, 0 (finest) to 100", set_jpeg_step},
     {"--no-clobber", "", "", "leave a target that exists as it is, and fail", set_flag<&Options::no_clobber>},
+    {"--keep-depth", "", "", "fail rather than make 8 bits of a picture for GIF",
+     set_flag<&Options::keep_depth>},
 };
 
 constexpr OptionRow kOutput[] = {

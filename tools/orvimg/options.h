@@ -28,6 +28,7 @@ struct Options {
     bool described = false;  // this library's own layouts alone
     bool append = false;
     bool no_clobber = false;
+    bool keep_depth = false;
     bool strict = false;
     bool quiet = false;
     bool verbose = false;

@@ -2,6 +2,9 @@
 
 #include <fcntl.h>
 
+#include <algorithm>
+#include <vector>
+
 #include "orvimg32/extra.h"
 #include "report.h"
 
@@ -51,6 +54,52 @@ std::string save_trouble(const Picture& picture, const Format& format, bool is_a
     return code == ORV_NOT_CREATED ? "a temporary file can't be made" : words_for(code);
 }
 
+// The same picture with 8 bits a pixel, from one of 1 bit: a code of the library.
+int deepen(Picture& picture)
+{
+    struct {
+        BITMAPINFOHEADER info;
+        RGBQUAD palette[256];
+    } head = {};
+    IMGLOW_get_bitmap_header(picture.handle(), &head);
+    const RGBQUAD& one = head.palette[1];
+    const uint32_t ink = static_cast<uint32_t>(one.rgbRed << 16 | one.rgbGreen << 8 | one.rgbBlue);
+    const std::vector<uint32_t> pixels = picture.pixels();
+    const size_t width = static_cast<size_t>(head.info.biWidth);
+    const size_t height = static_cast<size_t>(head.info.biHeight);
+    const size_t stride = (width + 3) / 4 * 4;
+    head.info.biBitCount = 8;
+    head.info.biSizeImage = static_cast<uint32_t>(stride * height);
+    std::vector<uint8_t> image(sizeof head + stride * height);
+    std::copy_n(reinterpret_cast<const uint8_t*>(&head), sizeof head, image.begin());
+    for (size_t y = 0; y < height; ++y) {
+        uint8_t* const row = image.data() + sizeof head + (height - 1 - y) * stride;
+        for (size_t x = 0; x < width; ++x) {
+            row[x] = pixels[y * width + x] == ink ? 1 : 0;
+        }
+    }
+    const int16_t handle = IMG_create_handle(reinterpret_cast<const ImageHeader*>(image.data()));
+    if (handle >= 0) {
+        picture = Picture(handle);
+    }
+    return handle;
+}
+
+// What --keep-depth forbids.
+void make_gif_depth(Picture& picture, const Options& options, const std::string& name)
+{
+    const int bits = picture.size().bits;
+    const bool fits = (depths_written(options.format->number) & depth_bit(bits)) != 0;
+    if (options.format->number != ORV_FORMAT_GIF || fits || options.keep_depth) {
+        return;
+    }
+    const int result = bits == 1 ? deepen(picture) : IMG_mediancut_color(picture.handle());
+    if (result < 0) {
+        throw Failure("cannot make 8 bits of the picture for " + name, words_for(result), result);
+    }
+    print_note(options, "note: " + name + " gets 8 bits a pixel; the picture has " + std::to_string(bits));
+}
+
 }  // namespace
 
 void require_written(const Format& format)
@@ -72,8 +121,9 @@ void start_saving(const Options& options, int page_total)
     save_settings(options, page_total);
 }
 
-void save_picture(const Picture& picture, const Options& options, Target& target, const std::string& name)
+void save_picture(Picture& picture, const Options& options, Target& target, const std::string& name)
 {
+    make_gif_depth(picture, options, name);
     const int16_t result = IMG_save_bitmap_fd(picture.handle(), target.descriptor(), options.format->number);
     if (result < 0) {
         throw Failure("cannot write " + name,

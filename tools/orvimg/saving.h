@@ -17,7 +17,8 @@ Existing existing_of(const Options& options);
 // Begins a job of `page_total` saves with the options' settings.
 void start_saving(const Options& options, int page_total);
 
-// Saves `picture` to `target`, whose name is `name`. Throws Failure.
-void save_picture(const Picture& picture, const Options& options, Target& target, const std::string& name);
+// Saves `picture` to `target`, whose name is `name`. Makes 8 bits of it first for GIF, where it has neither 4
+// nor 8 and the options do not forbid it. Throws Failure.
+void save_picture(Picture& picture, const Options& options, Target& target, const std::string& name);
 
 }  // namespace orvimg
