@@ -120,10 +120,15 @@ ErrorCode refine_header(const Bitmap& bitmap, BITMAPINFOHEADER& info, u16& compr
 
 // --- Rows ---
 
+i16 wmf_read_plain(StreamHandle stream, PictureSink& sink)
+{
+    return read_plain_rows(stream, sink);
+}
+
 i16 read_rows(StreamHandle stream, u16 compression, PictureSink& sink)
 {
     switch (compression) {
-    case kPlain: return read_plain_rows(stream, sink);
+    case kPlain: return wmf_read_plain(stream, sink);
     case kRle8: return wmf_read_rle8(stream, sink);
     case kRle4: return wmf_read_rle4(stream, sink);
     default: picture_note(sink, "the compression is not read"); return kReaderDone;

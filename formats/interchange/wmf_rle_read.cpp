@@ -26,9 +26,9 @@ constexpr i32 kLeaveChunk = kChunkBytes - 256;
 
 struct RunRows {
     PictureSink* sink;
-    ChunkReader in;
+    ChunkReader wmf_read_buffer;
     // Position in a chunk as codes see it: an absolute run ends at an even one. It is the sum of this and
-    // in.pos.
+    // wmf_read_buffer.pos.
     i32 chunk_start;
     bool after_absolute;
     u8* wmf_rle_row;  // cleared behind each delivery
@@ -130,7 +130,7 @@ struct Depth4 {
 // The next `count` bytes, or null where the data ends before them.
 const u8* take(RunRows& rows, u32 count)
 {
-    ChunkReader& in = rows.in;
+    ChunkReader& in = rows.wmf_read_buffer;
     const u32 before = in.pos;
     if (!chunk_ensure(in, count)) {
         return nullptr;
@@ -150,7 +150,7 @@ Step absolute_run(RunRows& rows, u32 count)
     Depth::absolute(rows, count, values);
     rows.after_absolute = true;
     // The pad byte may be missing at the end of the data.
-    if (((rows.chunk_start + static_cast<i32>(rows.in.pos)) & 1) != 0) {
+    if (((rows.chunk_start + static_cast<i32>(rows.wmf_read_buffer.pos)) & 1) != 0) {
         take(rows, 1);
     }
     return Step::Done;
@@ -195,20 +195,20 @@ Step escape(RunRows& rows, u32 n)
 void end_full_line(RunRows& rows)
 {
     next_row(rows);
-    const u32 before = rows.in.pos;
-    if (rows.row < 0 || !chunk_ensure(rows.in, kPastFullLine)) {
+    const u32 before = rows.wmf_read_buffer.pos;
+    if (rows.row < 0 || !chunk_ensure(rows.wmf_read_buffer, kPastFullLine)) {
         return;
     }
-    rows.chunk_start += static_cast<i32>(before) - static_cast<i32>(rows.in.pos);
-    const u8* const next = rows.in.buffer + rows.in.pos;
-    rows.in.pos += next[0] == 0 && next[1] == 0 ? kPastFullLine : 0;
+    rows.chunk_start += static_cast<i32>(before) - static_cast<i32>(rows.wmf_read_buffer.pos);
+    const u8* const next = rows.wmf_read_buffer.buffer + rows.wmf_read_buffer.pos;
+    rows.wmf_read_buffer.pos += next[0] == 0 && next[1] == 0 ? kPastFullLine : 0;
 }
 
 template <typename Depth>
 Step one_code(RunRows& rows)
 {
-    if (rows.chunk_start + static_cast<i32>(rows.in.pos) >= kLeaveChunk) {
-        rows.chunk_start = -static_cast<i32>(rows.in.pos);
+    if (rows.chunk_start + static_cast<i32>(rows.wmf_read_buffer.pos) >= kLeaveChunk) {
+        rows.chunk_start = -static_cast<i32>(rows.wmf_read_buffer.pos);
     }
     const u8* const pair = take(rows, 2);
     if (pair == nullptr) {
@@ -233,7 +233,7 @@ template <typename Depth>
 i16 read_rows(StreamHandle stream, PictureSink& sink)
 {
     RunRows rows = {.sink = &sink,
-                    .in = chunk_open(stream),
+                    .wmf_read_buffer = chunk_open(stream),
                     .chunk_start = 0,
                     .after_absolute = false,
                     .wmf_rle_row = scratch_alloc(sink.stride),
