@@ -144,7 +144,8 @@ TEST(GifCodes, SingleStreams)
 }
 
 // Codes as no encoder writes them: strings of any length, full tables, few or many clear codes.
-Bytes wild_codes(u32 minimum, u32 count, u32 clears_in_1000, Random& random)
+// One in `wander` is no continuation of the last.
+Bytes wild_codes(u32 minimum, u32 count, u32 clears_in_1000, u32 wander, Random& random)
 {
     CodeWriter writer;
     const GifCodes codes = gif_codes(minimum);
@@ -158,7 +159,7 @@ Bytes wild_codes(u32 minimum, u32 count, u32 clears_in_1000, Random& random)
             writer.put(random() % codes.clear_code, size);
             continue;
         }
-        u32 code = random() % 3 == 0 ? random() % next : next - random() % 3;
+        u32 code = random() % wander == 0 ? random() % next : next - random() % 3;
         if (code == codes.clear_code || code == codes.end_code || code >= kGifCodes) {
             code = 0;
         }
@@ -177,7 +178,8 @@ TEST(GifCodes, FastAndPlainDecodersAgree)
         const u16 bits = std::array<u16, 3>{1, 4, 8}[round / 7 % 3];
         // Some fill the window several times.
         const u32 codes_wanted = round % 10 == 0 ? 9000 : 500 + random() % 4000;
-        Bytes codes = wild_codes(minimum, codes_wanted, std::array<u32, 4>{0, 1, 20, 300}[round % 4], random);
+        const u32 clears = std::array<u32, 4>{0, 1, 20, 300}[round % 4];
+        Bytes codes = wild_codes(minimum, codes_wanted, clears, round % 10 == 0 ? 40 : 3, random);
         for (u32 damage = random() % 3; damage > 0; --damage) {
             codes[codes.size() / 2 + random() % (codes.size() / 2)] = static_cast<u8>(random());
         }
@@ -248,6 +250,30 @@ TEST(GifCodes, FastAndPlainEncodersAgree)
         for (usize at = 0; at + fast[at] + 2 < fast.size(); at += fast[at] + 1U) {
             EXPECT_TRUE(fast[at] == 253 || fast[at] == 254) << "round " << round;
         }
+    }
+}
+
+// Against a model of the encoder in another language: sizes, and sums of all bytes b as sum * 31 + b.
+TEST(GifCodes, NoiseAsAModelCodesIt)
+{
+    struct Case {
+        u32 minimum;
+        usize size;
+        u32 sum;
+    };
+    for (const Case& c : {Case{4, 18337, 0xCA4AC16B}, Case{8, 41191, 0xEDE60F36}}) {
+        Bytes pixels;
+        for (u32 i = 0, x = 1; i < 30000; ++i) {
+            x = (x * 1103515245 + 12345) & 0x7FFFFFFF;
+            pixels.push_back(static_cast<u8>((x >> 16) & ((1U << c.minimum) - 1)));
+        }
+        const Bytes file = encoded(c.minimum, pixels, 777, false);
+        u32 sum = 0;
+        for (const u8 byte : file) {
+            sum = sum * 31 + byte;
+        }
+        EXPECT_EQ(file.size(), c.size);
+        EXPECT_EQ(sum, c.sum);
     }
 }
 

@@ -61,6 +61,7 @@ TEST(Gif, WhatIsPassedOverAndWhatIsNot)
         {"stray bytes", {.between = "!\xFEhello\0\1\2"s}, 4, 0x676767},
         {"no table at all", {.screen_packed = 0x70, .global = ""}, 1, 0},
         {"a local table", {.packed = 0x84, .local = many}, 8, 0x424752},
+        {"a local table of 16", {.packed = 0x83, .local = many.substr(0, 48)}, 4, 0x424752},
         {"a local table over the global one", {.packed = 0x80, .local = "AAABBB"}, 1, 0x424242},
         {"a size field without its table", {.packed = 0x07}, 4, 0x676767},
         {"a size field without any table", {.screen_packed = 0, .global = "", .packed = 0x07}, 8, 0},
