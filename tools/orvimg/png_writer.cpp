@@ -5,6 +5,7 @@
 #endif
 #include <unistd.h>
 
+#include <cmath>
 #include <csetjmp>
 #include <cstdio>
 
@@ -52,7 +53,7 @@ bool PngWriter::start(const PageFormat& page)
     png_set_IHDR(png_, info_, static_cast<png_uint_32>(page.width), static_cast<png_uint_32>(page.height),
                  page.bits == 1 ? 1 : 8, page.bits == 24 ? PNG_COLOR_TYPE_RGB : PNG_COLOR_TYPE_GRAY,
                  PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-    const png_uint_32 dots_per_metre = static_cast<png_uint_32>(page.dpi * 10000.0 / 254 + 0.5);
+    const png_uint_32 dots_per_metre = static_cast<png_uint_32>(std::lround(page.dpi * 10000.0 / 254));
     png_set_pHYs(png_, info_, dots_per_metre, dots_per_metre, PNG_RESOLUTION_METER);
     png_write_info(png_, info_);
     if (page.bits == 1) {
