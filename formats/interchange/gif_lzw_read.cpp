@@ -157,66 +157,97 @@ void gif_make_tails(GifDecoder& d)
     d.tails_made = d.next_code;
 }
 
+// What the loop keeps apart from the decoder, so that it stays in registers.
+struct GifBits {
+    u64 bits;
+    u32 count;
+    u32 pos;
+    u32 fill;
+};
+
+inline GifBits gif_bits(const GifDecoder& d)
+{
+    return {.bits = d.bits, .count = d.count, .pos = d.blocks.pos, .fill = d.blocks.fill};
+}
+
+inline void gif_keep_bits(GifDecoder& d, const GifBits& in, u32 size)
+{
+    d.bits = in.bits;
+    d.count = in.count;
+    d.blocks.pos = in.pos;
+    d.code_size = size;
+}
+
+// gif_more_bits for the loop.
+inline bool gif_fill_bits(GifDecoder& d, GifBits& in, u32 size)
+{
+    if (in.count >= size) {
+        return true;
+    }
+    if (in.fill - in.pos >= 8) [[likely]] {
+        in.bits |= load_le64(d.blocks.gif_code_buffer + in.pos) << in.count;
+        in.pos += (63 - in.count) / 8;
+        in.count |= 56;
+        return true;
+    }
+    gif_keep_bits(d, in, size);
+    const bool more = gif_more_bits(d);
+    in = gif_bits(d);
+    return more;
+}
+
+// Writes the string of a code at `at`: its length, or 0 for the clear and the end code.
+inline u32 gif_write_string(GifDecoder& d, const GifString* strings, u32 code, u32 at)
+{
+    const u32 length = strings[code].length;
+    const u8* const from = d.gif_row_buffer + strings[code].place;
+    u8* const to = d.gif_row_buffer + at;
+    copy_pixels(to, from);
+    if (length <= kCopyBytes) {
+        return length;
+    }
+    if (length < kNoPlace) [[likely]] {
+        for (u32 i = kCopyBytes; i < length; i += kCopyBytes) {
+            copy_pixels(to + i, from + i);
+        }
+        return length;
+    }
+    if (length == kNoPlace) {
+        return 0;
+    }
+    d.at = at;
+    return gif_write_tails(d, code);
+}
+
 // Decodes codes and writes their strings until something else is to be done.
 Stop gif_decode_strings(GifDecoder& d)
 {
     u8* const window = d.gif_row_buffer;
     GifString* const strings = d.gif_dictionary->strings;
     const u32 stop_at = d.stop_at;
-    const u8* const data = d.blocks.gif_code_buffer;
-    u32 pos = d.blocks.pos;
-    u32 fill = d.blocks.fill;
+    GifBits in = gif_bits(d);
     u32 limit = d.code_limit;
     u32 growing = d.growing;
-    u64 bits = d.bits;
-    u32 count = d.count;
     u32 at = d.at;
     u32 next = d.next_code;
     u32 size = d.code_size;
     Stop stop = Stop::Room;
     while (at < stop_at) {
-        if (count < size) {
-            if (fill - pos >= 8) [[likely]] {
-                bits |= load_le64(data + pos) << count;
-                pos += (63 - count) / 8;
-                count |= 56;
-            } else {
-                d.blocks.pos = pos;
-                d.bits = bits;
-                d.count = count;
-                d.code_size = size;
-                if (!gif_more_bits(d)) {
-                    stop = Stop::DataEnded;
-                    break;
-                }
-                pos = d.blocks.pos;
-                fill = d.blocks.fill;
-                bits = d.bits;
-                count = d.count;
-            }
+        if (!gif_fill_bits(d, in, size)) {
+            stop = Stop::DataEnded;
+            break;
         }
-        const u32 code = static_cast<u32>(bits) & ((1U << size) - 1);
+        const u32 code = static_cast<u32>(in.bits) & ((1U << size) - 1);
         if (code > next) [[unlikely]] {
             stop = Stop::BadCode;
             break;
         }
-        bits >>= size;
-        count -= size;
-        u32 length = strings[code].length;
-        const u8* const from = window + strings[code].place;
-        copy_pixels(window + at, from);
-        if (length > kCopyBytes) {
-            if (length < kNoPlace) [[likely]] {
-                for (u32 i = kCopyBytes; i < length; i += kCopyBytes) {
-                    copy_pixels(window + at + i, from + i);
-                }
-            } else if (length == kNoPlace) {
-                stop = code == d.codes.end_code ? Stop::End : Stop::Clear;
-                break;
-            } else {
-                d.at = at;
-                length = gif_write_tails(d, code);
-            }
+        in.bits >>= size;
+        in.count -= size;
+        const u32 length = gif_write_string(d, strings, code, at);
+        if (length == 0) [[unlikely]] {
+            stop = code == d.codes.end_code ? Stop::End : Stop::Clear;
+            break;
         }
         if (code == next) {
             window[at + length - 1] = window[at];  // its last pixel is its first
@@ -226,19 +257,15 @@ Stop gif_decode_strings(GifDecoder& d)
         at += length;
         if (next == limit) [[unlikely]] {
             limit *= 2;
-            const bool grows = size < kGifMaxCodeBits && next < kGifCodes;
-            size += grows ? 1 : 0;
-            growing = grows ? 1 : 0;
+            growing = size < kGifMaxCodeBits && next < kGifCodes ? 1 : 0;
+            size += growing;
         }
     }
-    d.blocks.pos = pos;
+    gif_keep_bits(d, in, size);
     d.code_limit = limit;
     d.growing = growing;
-    d.bits = bits;
-    d.count = count;
     d.at = at;
     d.next_code = next;
-    d.code_size = size;
     return stop;
 }
 
