@@ -2,8 +2,9 @@
 """Prints the digest of what each operation makes of each picture, worked out here with tables of its own.
 
 digests_test.cpp builds the same pictures and compares: operation_digests.py > ../data/ops/digests.txt
-A digest is the 64-bit FNV-1a of width, height and depth (32 bits each, little-endian), the palette (blue,
-green, red, 0 an entry), and the rows from the bottom up in whole bytes, with zeros behind the last pixel.
+A line tells operation, picture (kind, width, height, depth), the operation's result, and the digest: the 64-bit
+FNV-1a of width, height, depth and bytes of the rows (32 bits each, little-endian), the palette (blue, green, red,
+0 an entry), and the rows from the bottom up in whole bytes, with zeros behind the last pixel.
 """
 
 BAYER = (
@@ -63,8 +64,13 @@ class Image:
         """function(x, y, colour) for every pixel, as rows."""
         return [[function(x, y, c) for x, c in enumerate(row)] for y, row in enumerate(self.colours())]
 
-    def digest(self):
-        data = b"".join(n.to_bytes(4, "little") for n in (self.width, self.height, self.bits))
+    def stride(self):
+        return (self.width * self.bits + 31) // 32 * 4
+
+    def digest(self, sized):
+        """The header tells the bytes of the rows once an operation has set them, 0 before."""
+        numbers = (self.width, self.height, self.bits, self.stride() * self.height if sized else 0)
+        data = b"".join(n.to_bytes(4, "little") for n in numbers)
         data += b"".join(bytes((b, g, r, 0)) for b, g, r in self.palette)
         for row in self.rows:
             if self.bits == 24:
@@ -79,19 +85,6 @@ class Image:
         return format(value, "016x")
 
 
-def picture(width, height, bits, palette, byte):
-    """byte(k, y) gives byte k of row y."""
-
-    def row(y):
-        data = [byte(k, y) for k in range((width * bits + 7) // 8)]
-        if bits == 24:
-            return list(zip(data[::3], data[1::3], data[2::3]))
-        text = "".join(format(value, "08b") for value in data)
-        return [int(text[x * bits : (x + 1) * bits], 2) for x in range(width)]
-
-    return Image(bits, palette, [row(y) for y in range(height)])
-
-
 def slope(k, y):
     """Slopes of three channels with a grain on them, cut at black and at white."""
     return limited((k * 3 + y * 5 + k % 3 * 40 + k * y % 13 * 2) % 510 - 150)
@@ -102,19 +95,43 @@ def square(k, y):
     return (k // 8 + y // 8 * 16) & 255
 
 
-def colours(count):
-    return [((i * 80 + 5) & 255, i * 33 & 255, (255 - i * 9) & 255) for i in range(count)]
+def noise(k, y):
+    return (k * 40503 + y * 30011 + k * y * 977) >> 5 & 255
 
 
-def pictures():
-    return {
-        "photo24": picture(61, 47, 24, [], slope),
-        "photo8": picture(61, 47, 8, colours(256), slope),
-        "photo4": picture(61, 47, 4, colours(16), slope),
-        "photo1": picture(61, 47, 1, colours(2), slope),
-        "gray4": picture(61, 47, 4, [(i * 17, i * 17, i * 17) for i in range(16)], slope),
-        "gray8": picture(131, 133, 8, GRAYS, square),
-    }
+def coloured(i, last):
+    return (i * 80 + 5) & 255, i * 33 & 255, (255 - i * 9) & 255
+
+
+def shaded(i, last):
+    return (i * 255 // last,) * 3
+
+
+# Byte k of row y, and the palette's entries.
+KINDS = {
+    "slopes": (slope, coloured),
+    "shades": (slope, shaded),
+    "squares": (square, shaded),
+    "noise": (noise, coloured),
+}
+PICTURES = [("slopes", 61, 47, bits) for bits in (24, 8, 4, 1)]
+PICTURES += [("squares", 131, 133, 8), ("shades", 61, 47, 4), ("slopes", 301, 90, 24)]
+PICTURES += [("noise", width, width % 7 + 1, bits) for width, bits in (
+    (1, 24), (1, 4), (2, 8), (3, 4), (3, 24), (7, 24), (18, 4), (31, 8), (130, 24), (130, 8), (18, 1))]
+
+
+def picture(kind, width, height, bits):
+    byte, shade = KINDS[kind]
+    palette = [shade(i, 2**bits - 1) for i in range(2**bits)] if bits < 24 else []
+
+    def row(y):
+        data = [byte(k, y) for k in range((width * bits + 7) // 8)]
+        if bits == 24:
+            return list(zip(data[::3], data[1::3], data[2::3]))
+        text = "".join(format(value, "08b") for value in data)
+        return [int(text[x * bits : (x + 1) * bits], 2) for x in range(width)]
+
+    return Image(bits, palette, [row(y) for y in range(height)])
 
 
 def luma100(colour):
@@ -277,7 +294,7 @@ def invert(image):
 
 
 def sharpen(strength):
-    """Rows with the zeros behind them, filtered where they lie; all rows make one band at these sizes."""
+    """Filters bands of rows, with the zeros behind them, where they lie; the rows next to a band as they were."""
 
     def apply(image):
         if image.bits == 1:
@@ -287,14 +304,17 @@ def sharpen(strength):
         apart, top = (3 if image.bits == 24 else 1), (15 if image.bits == 4 else 255)
         rows = [[v for c in row for v in c] if image.bits == 24 else list(row) for row in image.rows]
         used = len(rows[0])
-        unit = 8 if image.bits == 4 else 4
-        rows = [row + [0] * (-used % unit) for row in rows]
-        band = [list(row) for row in (rows[0], *rows, rows[-1])]
-        for y in range(1, image.height + 1):
-            for x in range(apart, len(rows[0]) - apart):
-                total = sum(band[y + dy][x + dx] for dy in (-1, 0, 1) for dx in (-apart, 0, apart))
-                band[y][x] = (total + (weight - 1) * band[y][x]) // (8 + weight)
-        result = band[1:-1]
+        rows = [row + [0] * (image.stride() * (2 if image.bits == 4 else 1) - used) for row in rows]
+        result = []
+        size = 32768 // image.stride() - 2
+        for start in range(0, image.height, size):
+            end = min(start + size, image.height)
+            band = [list(rows[limited(y, image.height - 1)]) for y in range(start - 1, end + 1)]
+            for y in range(1, len(band) - 1):
+                for x in range(apart, len(rows[0]) - apart):
+                    total = sum(band[y + dy][x + dx] for dy in (-1, 0, 1) for dx in (-apart, 0, apart))
+                    band[y][x] = (total + (weight - 1) * band[y][x]) // (8 + weight)
+            result += band[1:-1]
         if strength > 0:
             result = [[limited(2 * v - f, top) for v, f in zip(*pair)] for pair in zip(rows, result)]
         result = [row[:used] for row in result]
@@ -305,34 +325,52 @@ def sharpen(strength):
     return apply
 
 
-REDUCED = ("photo24", "photo8", "photo4", "gray8")
-ALL = REDUCED + ("gray4", "photo1")
+def always(image):
+    return True
+
+
+def indexed_or_true(image):
+    return image.bits > 1
+
+
+def true_colour(image):
+    return image.bits == 24
+
+
+def no_colours(image):
+    return image.bits == 24 or all(b == g == r for b, g, r in image.palette) or image.bits == 1
+
+
+# Name, rule, the pictures taken (others are refused and stay), and whether the header then tells the rows' bytes.
 OPERATIONS = (
-    ("gray", gray, REDUCED),
-    ("bayer_mono", ordered(BAYER), REDUCED),
-    ("halftone_mono", ordered(HALFTONE), REDUCED),
+    ("gray", gray, indexed_or_true, True),
+    ("bayer_mono", ordered(BAYER), indexed_or_true, True),
+    ("halftone_mono", ordered(HALFTONE), indexed_or_true, True),
     ("diffusion_mono", diffusion(1, BLACK_WHITE, True, MONO_SHARES, lambda c: [luma100(c)],
-                                 lambda value: int(value >= 128)), REDUCED),
-    ("bayer_color", bayer_color, REDUCED),
-    ("diffusion_color", diffusion(4, SIXTEEN, False, COLOUR_SHARES, list, choose_16), REDUCED),
-    ("mediancut", diffusion(8, RED3_GREEN3_BLUE2, True, COLOUR_SHARES, list, choose_332), REDUCED),
-    ("popularity", popularity, ("photo24",)),
-    ("flipx", flipx, ALL),
-    ("flipy", flipy, ALL),
-    ("turn90", turn90, ALL),
-    ("turn180", lambda image: flipy(flipx(image)), ALL),
-    ("turn270", turn270, ALL),
-    ("transpose", transpose, ALL),
-    ("shrink", resize(23, 30), ALL),
-    ("enlarge", resize(150, 151), ALL),
-    ("lut", lut(40, -15), REDUCED),
-    ("invert", invert, ALL),
-    ("sharpen", sharpen(64), ("photo24", "gray8", "gray4", "photo1")),
-    ("blur", sharpen(-48), ("photo24", "gray8", "gray4", "photo1")),
+                                 lambda value: int(value >= 128)), indexed_or_true, True),
+    ("bayer_color", bayer_color, indexed_or_true, True),
+    ("diffusion_color", diffusion(4, SIXTEEN, False, COLOUR_SHARES, list, choose_16), indexed_or_true, True),
+    ("mediancut", diffusion(8, RED3_GREEN3_BLUE2, True, COLOUR_SHARES, list, choose_332), indexed_or_true, True),
+    ("popularity", popularity, true_colour, True),
+    ("flipx", flipx, always, False),
+    ("flipy", flipy, always, False),
+    ("turn90", turn90, always, True),
+    ("turn180", lambda image: flipy(flipx(image)), always, False),
+    ("turn270", turn270, always, True),
+    ("transpose", transpose, always, True),
+    ("shrink", resize(23, 30), always, True),
+    ("enlarge", resize(150, 101), always, True),
+    ("lut", lut(40, -15), indexed_or_true, False),
+    ("invert", invert, always, False),
+    ("sharpen", sharpen(64), no_colours, False),
+    ("blur", sharpen(-48), no_colours, False),
 )
 
 if __name__ == "__main__":
-    images = pictures()
-    for name, operation, inputs in OPERATIONS:
-        for source in inputs:
-            print(name, source, operation(images[source]).digest())
+    for source in PICTURES:
+        image = picture(*source)
+        for name, operation, takes, sized in OPERATIONS:
+            if takes(image):
+                print(name, *source, 0, operation(image).digest(sized))
+            else:
+                print(name, *source, -6, image.digest(False))
