@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <fstream>
+#include <numeric>
 #include <set>
 
 #include "frame/rows.h"
@@ -54,8 +55,9 @@ int make_picture(const Kind& kind, int width, int height, u16 bits)
     return IMG_create_handle(reinterpret_cast<const ImageHeader*>(packed.data()));
 }
 
-// Of sizes, depth, palette and rows, without what lies behind the last pixel of a row.
-u64 digest(int handle)
+// Of sizes, depth, palette and rows, without what lies behind the last pixel of a row. Where the depth is a new
+// one that is zero.
+u64 digest(int handle, int bits_before)
 {
     ImageHeader header;
     EXPECT_EQ(IMGLOW_get_bitmap_header(handle, &header), kOk);
@@ -67,10 +69,13 @@ u64 digest(int handle)
     const auto* palette = reinterpret_cast<const u8*>(header.palette);
     bytes.insert(bytes.end(), palette, palette + palette_bytes(info));
     const std::vector<u8> rows = raw_rows(handle);
-    const int bits = info.biWidth * info.biBitCount;
-    for (auto row = rows.begin(); row < rows.end(); row += row_stride_wide(info.biWidth, info.biBitCount)) {
-        bytes.insert(bytes.end(), row, row + (bits + 7) / 8);
+    const int bits = info.biWidth * info.biBitCount, used = (bits + 7) / 8;
+    const int stride = static_cast<int>(row_stride_wide(info.biWidth, info.biBitCount));
+    for (auto row = rows.begin(); row < rows.end(); row += stride) {
+        bytes.insert(bytes.end(), row, row + used);
         bytes.back() = static_cast<u8>(bytes.back() & 0xFF << (-bits & 7));
+        const int spare = std::accumulate(row + used, row + stride, row[used - 1] - bytes.back());
+        EXPECT_TRUE(spare == 0 || info.biBitCount == bits_before);
     }
     u64 value = 0xCBF29CE484222325;
     for (const u8 byte : bytes) {
@@ -125,7 +130,7 @@ TEST(Operations, WholeResultsHaveTheirDigests)
                      << operation << ' ' << kind << ' ' << width << 'x' << height << 'x' << bits);
         const int handle = make_picture(named(kKinds, kind), width, height, bits);
         EXPECT_EQ(named(kOperations, operation).run(handle), result);
-        EXPECT_EQ(digest(handle), expected);
+        EXPECT_EQ(digest(handle, bits), expected);
         IMG_delete_bitmap(handle);
         seen.insert(operation);
     }
