@@ -51,4 +51,26 @@ bool freeimage_save(void* picture, PeerFormat format)
     return saved;
 }
 
+void* freeimage_dib(const std::uint8_t* rows, std::size_t stride, int width, int height, int bits)
+{
+    return FreeImage_ConvertFromRawBits(const_cast<BYTE*>(rows), width, height, static_cast<int>(stride),
+                                        static_cast<unsigned>(bits), 0xFF0000, 0xFF00, 0xFF, FALSE);
+}
+
+bool freeimage_tiff(void* picture, TiffCoding coding)
+{
+    int flags = TIFF_NONE;
+    switch (coding) {
+    case TiffCoding::Raw: break;
+    case TiffCoding::Huffman: return false;
+    case TiffCoding::T4: flags = TIFF_CCITTFAX3; break;
+    case TiffCoding::T6: flags = TIFF_CCITTFAX4; break;
+    case TiffCoding::Lzw: flags = TIFF_LZW; break;
+    }
+    FIMEMORY* const out = FreeImage_OpenMemory();
+    const bool saved = FreeImage_SaveToMemory(FIF_TIFF, static_cast<FIBITMAP*>(picture), out, flags) != 0;
+    FreeImage_CloseMemory(out);
+    return saved;
+}
+
 }  // namespace orv::bench

@@ -36,4 +36,33 @@ bool leptonica_postscript(void* picture)
     return written;
 }
 
+void* leptonica_raster(const std::uint8_t* rows, std::size_t stride, int width, int height, int bits)
+{
+    PIX* const picture = pixCreate(width, height, bits == 24 ? 32 : bits);
+    for (int y = 0; y < height; ++y, rows += stride) {
+        l_uint32* const line = pixGetData(picture) + y * pixGetWpl(picture);
+        for (int x = 0; x < width; ++x) {
+            if (bits == 24) {
+                composeRGBPixel(rows[3 * x], rows[3 * x + 1], rows[3 * x + 2], line + x);
+            } else if (bits == 8) {
+                SET_DATA_BYTE(line, x, rows[x]);
+            } else if ((rows[x / 8] >> (7 - x % 8) & 1) != 0) {
+                SET_DATA_BIT(line, x);
+            }
+        }
+    }
+    return picture;
+}
+
+bool leptonica_tiff(void* picture, TiffCoding coding)
+{
+    constexpr l_int32 kFormats[] = {IFF_TIFF, IFF_TIFF_RLE, IFF_TIFF_G3, IFF_TIFF_G4, IFF_TIFF_LZW};
+    l_uint8* data = nullptr;
+    std::size_t size = 0;
+    const bool written =
+        pixWriteMem(&data, &size, static_cast<PIX*>(picture), kFormats[static_cast<std::size_t>(coding)]) == 0;
+    lept_free(data);
+    return written;
+}
+
 }  // namespace orv::bench

@@ -28,4 +28,13 @@ bool graphicsmagick_load(const std::uint8_t* file, std::size_t size, const char*
 void* leptonica_picture(const std::uint8_t* pixels, int width, int height, int bits);
 bool leptonica_postscript(void* picture);
 
+// Pictures from rows `stride` bytes apart, and their encoding as TIFF to memory; false for a coding that the
+// library does not have. FreeImage's rows are a bitmap's, bottom row first; Leptonica's go from the top, with 1
+// for black, red first.
+enum class TiffCoding { Raw, Huffman, T4, T6, Lzw };
+void* freeimage_dib(const std::uint8_t* rows, std::size_t stride, int width, int height, int bits);
+bool freeimage_tiff(void* picture, TiffCoding coding);
+void* leptonica_raster(const std::uint8_t* rows, std::size_t stride, int width, int height, int bits);
+bool leptonica_tiff(void* picture, TiffCoding coding);
+
 }  // namespace orv::bench

@@ -83,26 +83,64 @@ ChainStep tiff_enter_directory(const TiffFile& file, TiffChain& chain, u32 posit
     return bounded ? ChainStep::Entered : ChainStep::TooLong;
 }
 
+namespace
+{
+
+// Where a directory lies: its count and entries, and behind them the position of the next.
+struct DirectoryPlace {
+    u64 start;
+    u64 next_field;
+};
+
+// Goes to the directory at `position` and on to the next one's position.
+bool read_place(const TiffFile& file, TiffChain& chain, u32& position, DirectoryPlace& place)
+{
+    if (tiff_enter_directory(file, chain, position) != ChainStep::Entered) {
+        return false;
+    }
+    place = {.start = position, .next_field = u64{position} + 2 + chain.entries * kTiffEntryBytes};
+    u8 next[4];
+    if (!stream_seek_to(file.tiff_stream, place.next_field + file.tiff_base_offset) ||
+        !stream_read_exact(file.tiff_stream, next, sizeof next)) {
+        return false;
+    }
+    position = tiff_u32(file, next);
+    return true;
+}
+
+// Whether the field can be written without changing the header or any directory but its own link.
+bool is_free(const TiffFile& file, u32 first, u64 link)
+{
+    TiffChain chain = {};
+    DirectoryPlace place;
+    for (u32 position = first; position != 0;) {
+        if (!read_place(file, chain, position, place)) {
+            return false;
+        }
+        const u64 end = place.next_field + (place.next_field == link ? 0 : 4);
+        if (link < end && link + 4 > place.start) {
+            return false;
+        }
+    }
+    return link >= kTiffHeaderBytes;
+}
+
+}  // namespace
+
 ErrorCode tiff_find_chain_end(const TiffFile& file, u32 first, u32& link)
 {
     TiffChain chain = {};
-    for (u32 position = first;;) {
-        if (tiff_enter_directory(file, chain, position) != ChainStep::Entered) {
+    DirectoryPlace place = {};
+    u32 position = first;
+    do {
+        if (!read_place(file, chain, position, place)) {
             return kBadData;
         }
-        const u64 field = u64{position} + 2 + chain.entries * kTiffEntryBytes;
-        u8 next[4];
-        if (!stream_seek_to(file.tiff_stream, field + file.tiff_base_offset) ||
-            !stream_read_exact(file.tiff_stream, next, sizeof next)) {
-            return kBadData;
-        }
-        position = tiff_u32(file, next);
-        if (position == 0) {
-            link = static_cast<u32>(field);
-            // One more must still be within the bounds that readers keep.
-            return chain.visited < kMaxDirectories ? kOk : kBadData;
-        }
-    }
+    } while (position != 0);
+    link = static_cast<u32>(place.next_field);
+    // One directory more must still be within the bounds that readers keep.
+    const bool takes_page = chain.visited < kMaxDirectories && is_free(file, first, place.next_field);
+    return takes_page ? kOk : kBadData;
 }
 
 }  // namespace orv

@@ -21,17 +21,18 @@ namespace orv
 namespace
 {
 
-constexpr u32 kSlotBits = 13;  // more than twice as many slots as strings
-constexpr u32 kSlots = 1u << kSlotBits;
-constexpr u32 kKeyBits = 20;  // of a prefix and a byte
-constexpr u32 kGenerations = 1u << (32 - kKeyBits);
+constexpr u32 kSlots = 32768;     // more than twice as many as there are strings
+constexpr u32 kStep = 1663;      // to the next slot where one is taken
+constexpr u32 kStringBits = 20;  // of a prefix and a byte
+constexpr u32 kGenerations = 1u << (32 - kStringBits);
 
-// The strings seen since the last Clear: a hash of prefix and byte. A tag counts while its generation is the
-// present one, so that a Clear touches nothing.
+// The strings seen since the last Clear. A slot counts while the string of its code is of the present
+// generation and names the slot, so that a Clear touches nothing.
 struct LzwDictionary {
-    u32 tags[kSlots];  // key, and the generation above it
-    u16 codes[kSlots];
     u32 generation;
+    u16 slots[kSlots];      // codes
+    u16 places[kLzwFull];   // slots of codes
+    u32 strings[kLzwFull];  // of codes: generation, prefix, byte
 };
 
 struct LzwCoder {
@@ -64,7 +65,7 @@ void lzw_reset(LzwCoder& coder)
 {
     LzwDictionary& dictionary = *coder.lzw_dictionary;
     if (++dictionary.generation == kGenerations) {
-        std::memset(dictionary.tags, 0, sizeof dictionary.tags);
+        std::memset(dictionary.strings, 0, sizeof dictionary.strings);
         dictionary.generation = 1;
     }
     coder.code_size = kLzwMinBits;
@@ -72,26 +73,49 @@ void lzw_reset(LzwCoder& coder)
     coder.limit = limit_of(kLzwMinBits);
 }
 
-// The code of the string, or the slot for it as a number below 0.
-[[gnu::always_inline]] inline i32 lzw_find(const LzwDictionary& dictionary, u32 tag)
+// Slots of one byte differ by their prefix alone; those of different bytes are strewn.
+u32 slot_of(u32 prefix, u32 byte)
 {
-    const u32 generation = tag >> kKeyBits;
-    u32 slot = (tag * 0x9E3779B1u) >> (32 - kSlotBits);
-    while (dictionary.tags[slot] != tag) {
-        if (dictionary.tags[slot] >> kKeyBits != generation) {
-            return -1 - static_cast<i32>(slot);
-        }
-        slot = (slot + 1) % kSlots;
-    }
-    return dictionary.codes[slot];
+    return prefix ^ (byte * 0xA3D5 >> 2) % kSlots;
 }
 
-[[gnu::always_inline]] inline u32 lzw_add(LzwDictionary& dictionary, i32 found, u32 tag, u32 next_code)
+// The code of a string, or the free slot for it as a number below 0.
+[[gnu::always_inline]] inline i32 lzw_find(const LzwDictionary& dictionary, u32 slot, u32 string)
+{
+    const u32 generation = string >> kStringBits;
+    for (;; slot = (slot + kStep) % kSlots) {
+        const u32 code = dictionary.slots[slot];
+        const u32 there = dictionary.strings[code];
+        if (there == string) {
+            return static_cast<i32>(code);
+        }
+        // Codes that have gone on to another slot count as little as those of older generations.
+        const bool taken = (there >> kStringBits == generation) & (dictionary.places[code] == slot);
+        if (!taken) [[likely]] {
+            return -1 - static_cast<i32>(slot);
+        }
+    }
+}
+
+u32 lzw_add(LzwDictionary& dictionary, i32 found, u32 string, u32 next_code)
 {
     const u32 slot = static_cast<u32>(-1 - found);
-    dictionary.tags[slot] = tag;
-    dictionary.codes[slot] = static_cast<u16>(next_code);
+    dictionary.slots[slot] = static_cast<u16>(next_code);
+    dictionary.places[next_code] = static_cast<u16>(slot);
+    dictionary.strings[next_code] = string;
     return next_code + 1;
+}
+
+// The table has grown to where the codes do, or to its end.
+void lzw_grow(LzwCoder& coder)
+{
+    if (coder.code_size == kLzwMaxBits) {
+        lzw_put_code(coder, kLzwClear);
+        lzw_reset(coder);
+    } else {
+        ++coder.code_size;
+        coder.limit = limit_of(coder.code_size);
+    }
 }
 
 // Takes bytes that follow the string at hand.
@@ -99,24 +123,21 @@ void lzw_encode(LzwCoder& given, const u8* from, const u8* end)
 {
     LzwCoder coder = given;
     LzwDictionary& dictionary = *coder.lzw_dictionary;
+    u32 generation = dictionary.generation << kStringBits;
     for (; from < end; ++from) {
-        const u32 tag = dictionary.generation << kKeyBits | coder.prefix << 8 | *from;
-        const i32 found = lzw_find(dictionary, tag);
+        const u32 byte = *from;
+        const u32 string = generation | coder.prefix << 8 | byte;
+        const i32 found = lzw_find(dictionary, slot_of(coder.prefix, byte), string);
         if (found >= 0) {
             coder.prefix = static_cast<u32>(found);
             continue;
         }
         lzw_put_code(coder, coder.prefix);
-        coder.next_code = lzw_add(dictionary, found, tag, coder.next_code);
-        coder.prefix = *from;
+        coder.next_code = lzw_add(dictionary, found, string, coder.next_code);
+        coder.prefix = byte;
         if (coder.next_code == coder.limit) [[unlikely]] {
-            if (coder.code_size == kLzwMaxBits) {
-                lzw_put_code(coder, kLzwClear);
-                lzw_reset(coder);
-            } else {
-                ++coder.code_size;
-                coder.limit = limit_of(coder.code_size);
-            }
+            lzw_grow(coder);
+            generation = dictionary.generation << kStringBits;
         }
     }
     given = coder;
