@@ -70,6 +70,8 @@ TEST(Orvimg, SaysWhatIsWrong)
         {"convert a.bmp b.bmp --page 0", 2, "--page"},
         {"convert a.bmp b.bmp --fine --standard", 2, "--standard"},
         {"convert a.bmp b.unknown", 2, "--format"},
+        {"convert a.bmp b.bmp --compression t6", 2, "--compression is for TIFF"},
+        {"convert a.tif b.tif --append --compression lzw", 2, "nothing can be added"},
         {"convert a.bmp b.bmp --format tif-lwz", 2, "did you mean tiff-lzw?"},
         {"convert a.bmp b.bmp --format 16", 2, "unknown format '16'"},
         {"split a.tif page.bmp", 2, "needs one %d"},
@@ -227,6 +229,41 @@ TEST(Orvimg, PagesSplitAndMerge)
     const Outcome some = orvimg("merge first.dcx " + kPhoto + " empty.bmp");
     EXPECT_EQ(some.status, 1);
     EXPECT_NE(some.text.find("first.dcx got the first 1 page of 2"), std::string::npos) << some.text;
+}
+
+// T.6 for 1 bit, LZW for others, raw where pages are added; or what is asked for.
+TEST(Orvimg, TiffCodings)
+{
+    const std::string page = temp_path("page.bmp");
+    ASSERT_EQ(orvimg("convert " + kFax + " " + page).status, 0);
+    const std::pair<const char*, int> cases[] = {
+        {"convert a.tif PAGE", 4},
+        {"convert a.tif PHOTO", 5},
+        {"merge a.tif PHOTO PAGE", 1},
+        {"merge a.tif PAGE", 4},
+        {"convert a.tif PAGE --compression huffman", 2},
+        {"convert a.tif PAGE --compression t4 --no-rtc", 3},
+        {"convert a.tif PHOTO --compression raw", 1},
+    };
+    for (const auto& [line, compression] : cases) {
+        SCOPED_TRACE(line);
+        std::remove(temp_path("a.tif").c_str());
+        std::string words = line;
+        const auto replace = [&words](const std::string& word, const std::string& by) {
+            if (const size_t at = words.find(word); at != std::string::npos) {
+                words.replace(at, word.size(), by);
+            }
+        };
+        if (words.starts_with("convert")) {
+            replace("a.tif", "-o a.tif");
+        }
+        replace("PAGE", page);
+        replace("PHOTO", kPhoto);
+        const Outcome outcome = orvimg(words);
+        ASSERT_EQ(outcome.status, 0) << outcome.text;
+        const std::vector<u8> file = read_file(temp_path("a.tif"));
+        EXPECT_EQ(file[8 + 2 + 4 * 12 + 8], compression);  // the fifth entry
+    }
 }
 
 TEST(Readme, TheExampleInCDoesWhatItSays)

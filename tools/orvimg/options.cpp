@@ -55,6 +55,11 @@ constexpr OptionRow kReading[] = {
 constexpr OptionRow kTarget[] = {
     {"--format", "NAME", "", "format to write, by name or number (default: by the target's extension)",
      set_text<&Options::format_name>},
+    {"--compression", "CODING", "raw|huffman|t4|t6|lzw",
+     "coding of a TIFF (default: t6 for 1 bit, else lzw; raw where pages are added)",
+     set_text<&Options::compression>},
+    {"--no-rtc", "", "", "no closing codes (RTC) behind a TIFF page in huffman and t4",
+     set_flag<&Options::no_rtc>},
     {"--fine", "", "", "fine vertical resolution for PCX, DCX and T.4 (default)",
      set_resolution<Resolution::Fine>},
     {"--standard", "", "", "standard resolution: every other line of a fine page",
@@ -93,6 +98,25 @@ int64_t number_within(const Argument& argument, int64_t lowest, int64_t highest)
     return number;
 }
 
+namespace
+{
+
+// The coding of a TIFF: as --compression says, else as --format does, else as suits each picture.
+void settle_coding(Options& options)
+{
+    const bool is_tiff = std::string(options.format->name).starts_with("tiff");
+    if (options.compression.empty()) {
+        options.coding_by_depth = is_tiff && options.format_name.empty();
+        return;
+    }
+    if (!is_tiff) {
+        throw UsageError("--compression is for TIFF");
+    }
+    options.format = format_by_name("tiff-" + options.compression);
+}
+
+}  // namespace
+
 void settle_target_format(Options& options)
 {
     const std::string& name = options.format_name;
@@ -105,6 +129,7 @@ void settle_target_format(Options& options)
         throw UsageError("cannot tell a format from the name " + options.output +
                          "; give --format (orvimg formats lists them)");
     }
+    settle_coding(options);
 }
 
 void take_output(Options& options, bool is_first)

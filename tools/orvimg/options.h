@@ -20,7 +20,9 @@ struct Options {
     std::vector<std::string> inputs;  // at first all arguments that are no options
     std::string output;               // split: the pattern; empty: not given
     std::string format_name;          // --format; empty: not given
+    std::string compression;          // --compression, of TIFF; empty: not given
     const Format* format = nullptr;   // what to write, once settled
+    bool coding_by_depth = false;     // a TIFF whose coding nobody named: target_format (saving.h)
     int page = 0;                     // from 1; 0: not given
     std::vector<Operation> operations;
     std::optional<Resolution> resolution;
@@ -29,6 +31,7 @@ struct Options {
     bool append = false;
     bool no_clobber = false;
     bool keep_depth = false;
+    bool no_rtc = false;  // T.4 pages without their closing codes
     bool strict = false;
     bool quiet = false;
     bool verbose = false;

@@ -14,7 +14,6 @@ namespace orvimg
 namespace
 {
 
-constexpr int32_t kWriteRtc = 1;
 constexpr int32_t kReportProgress = 1;
 constexpr int32_t kNoHandle = -1;
 
@@ -27,7 +26,7 @@ void save_settings(const Options& options, int page_total)
     }
     const Resolution resolution = options.resolution.value_or(Resolution::Fine);
     IMG_save_bitmap(kNoHandle, nullptr, options.format->number, static_cast<int16_t>(page_total),
-                    static_cast<int32_t>(resolution), kWriteRtc, kReportProgress);
+                    static_cast<int32_t>(resolution), options.no_rtc ? 0 : 1, kReportProgress);
 }
 
 // A depth that the format does not take is the one thing that the user can put right with an option.
@@ -115,6 +114,16 @@ Existing existing_of(const Options& options)
     return options.no_clobber ? Existing::Refuse : options.append ? Existing::Append : Existing::Replace;
 }
 
+const Format& target_format(const Options& options, int bits)
+{
+    if (!options.coding_by_depth) {
+        return *options.format;
+    }
+    return *format_by_number(bits == 1        ? ORV_FORMAT_TIFF_T6
+                             : options.append ? ORV_FORMAT_TIFF
+                                              : ORV_FORMAT_TIFF_LZW);
+}
+
 void start_saving(const Options& options, int page_total)
 {
     orv_reset_progress();
@@ -124,10 +133,11 @@ void start_saving(const Options& options, int page_total)
 void save_picture(Picture& picture, const Options& options, Target& target, const std::string& name)
 {
     make_gif_depth(picture, options, name);
-    const int16_t result = IMG_save_bitmap_fd(picture.handle(), target.descriptor(), options.format->number);
+    const Format& format = target_format(options, picture.size().bits);
+    const int16_t result = IMG_save_bitmap_fd(picture.handle(), target.descriptor(), format.number);
     if (result < 0) {
-        throw Failure("cannot write " + name,
-                      save_trouble(picture, *options.format, target.is_appending(), result), result);
+        throw Failure("cannot write " + name, save_trouble(picture, format, target.is_appending(), result),
+                      result);
     }
     target.page_done();
 }

@@ -14,6 +14,10 @@ void require_written(const Format& format);
 // What --no-clobber and --append make of a target that exists.
 Existing existing_of(const Options& options);
 
+// What a picture of `bits` bits is written as. A TIFF whose coding nobody named takes the smallest that adds
+// pages where they are wanted.
+const Format& target_format(const Options& options, int bits);
+
 // Begins a job of `page_total` saves with the options' settings.
 void start_saving(const Options& options, int page_total);
 
