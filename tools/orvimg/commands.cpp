@@ -113,6 +113,34 @@ const CommandRow kCommands[] = {
      kAnyNumber,
      settle_print,
      run_print},
+    {"batch",
+     "SRC... -o DIR --to FORMAT",
+     "convert files and folders, many at a time",
+     "Workers do one file at a time each; one that breaks off costs that file alone. Outputs keep the tree of "
+     "the\n"
+     "folders. {dir}, {stem}, {name}, {page:-%04d} and {ext} may stand in --name.\n\n"
+     "Examples:\n"
+     "  orvimg batch scans -o out --to pcx --report run.jsonl\n"
+     "  orvimg batch scans -o out --to pcx --resume run.jsonl\n"
+     "  find . -name '*.tif' -print0 | orvimg batch --files-from - -0 -o out --to dcx --shard 2/8\n",
+     {kBatchOptions, kReadingOptions, kTargetOptions},
+     true,
+     0,
+     kAnyNumber,
+     settle_batch,
+     run_batch},
+    {"report",
+     "RUN.JSONL...",
+     "add up the reports of batches",
+     "Totals by format and status, the slowest inputs, the failures. The exit status is that of the runs "
+     "together.\n\n"
+     "Example:\n  orvimg report run-*.jsonl\n",
+     {kJsonOptions},
+     false,
+     1,
+     kAnyNumber,
+     nullptr,
+     run_report},
     {"formats",
      "",
      "list the formats that are read and written",

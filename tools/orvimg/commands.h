@@ -37,11 +37,14 @@ int run_merge(const Options& options);
 int run_formats(const Options& options);
 int run_view(const Options& options);
 int run_print(const Options& options);
+int run_batch(const Options& options);
+int run_report(const Options& options);
 int run_help(const Options& options);
 int run_complete(const Options& options);
 
 void settle_split(Options& options);
 void settle_merge(Options& options);
 void settle_print(Options& options);
+void settle_batch(Options& options);
 
 }  // namespace orvimg

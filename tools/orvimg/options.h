@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "batch_options.h"
 #include "formats.h"
 #include "operations.h"
 #include "print_options.h"
@@ -40,6 +41,7 @@ struct Options {
     bool json_lines = false;
     int width = 0;  // view: columns, 0 for the terminal's
     PrintOptions print;
+    BatchOptions batch;
 };
 
 // One option as it was written.
@@ -86,6 +88,7 @@ extern const std::span<const OptionRow> kTargetOptions;   // commands that save
 extern const std::span<const OptionRow> kOutputOptions;   // where the one result goes
 extern const std::span<const OptionRow> kJsonOptions;
 extern const std::span<const OptionRow> kPrintOptions;
+extern const std::span<const OptionRow> kBatchOptions;
 
 // What the settling of commands shares. All throw.
 void settle_target_format(Options& options);        // from --format, else from the output's name

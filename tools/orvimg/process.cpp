@@ -9,6 +9,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 
 namespace orvimg
 {
@@ -83,6 +84,11 @@ void start_process()
 {
     const int folder = open(".", O_PATH | O_DIRECTORY | O_CLOEXEC);
     start_folder_descriptor = folder < 0 ? AT_FDCWD : folder;
+    start_signals();
+}
+
+void start_signals()
+{
     for (const int number : {SIGHUP, SIGINT, SIGTERM, SIGQUIT, SIGPIPE, SIGALRM, SIGXCPU, SIGBUS}) {
         see_to_signal(number);
     }
@@ -120,9 +126,20 @@ void enter_private_folder(const std::string& parent)
     (void)!chdir("/");
 }
 
+// Workers that were killed have left their folders in this one.
 void leave_private_folder()
 {
+    const std::string name = private_folder;
     remove_private_folder();
+    std::error_code ignored;
+    if (!name.empty()) {
+        std::filesystem::remove_all(name, ignored);
+    }
+}
+
+std::string private_folder_name()
+{
+    return private_folder;
 }
 
 Leftover::Leftover(int folder, const std::string& name) : slot_(-1)

@@ -10,6 +10,9 @@ namespace orvimg
 // Opens the folder that relative names count from, and sees to signals. Call it first.
 void start_process();
 
+// Sees to signals alone, in a process that was forked.
+void start_signals();
+
 // The descriptor for openat and its like: the folder in which the program was started.
 int start_folder();
 
@@ -18,6 +21,7 @@ int start_folder();
 // folder for temporary files.
 void enter_private_folder(const std::string& parent = "");
 void leave_private_folder();
+std::string private_folder_name();  // empty where there is none
 
 // A file that is unlinked when this goes, or when a signal ends the process, unless `keep` was called.
 class Leftover

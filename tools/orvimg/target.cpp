@@ -146,6 +146,7 @@ void Target::open_named()
     temporary_name_ = ".orvimg-" + std::to_string(getpid()) + "-" + std::to_string(++count) + ".tmp";
     temporary_ = std::make_unique<Leftover>(folder_, temporary_name_);
     descriptor_ = openat(folder_, temporary_name_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kPermissions);
+    flock(descriptor_, LOCK_EX | LOCK_NB);  // one that nobody holds has been left behind
 }
 
 int64_t Target::bytes_so_far() const
@@ -196,6 +197,7 @@ void Target::give_name()
         if (errno != EEXIST || is_new_only) {
             fail(system_words(), ORV_NOT_CREATED);
         }
+        flock(descriptor_, LOCK_EX | LOCK_NB);
         temporary_name_ = ".orvimg-" + std::to_string(getpid()) + "-new.tmp";
         temporary_ = std::make_unique<Leftover>(folder_, temporary_name_);
         if (linkat(AT_FDCWD, from.c_str(), folder_, temporary_name_.c_str(), AT_SYMLINK_FOLLOW) != 0) {
