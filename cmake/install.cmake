@@ -19,4 +19,8 @@ if(ORV_BUILD_TOOLS)
     set_target_properties(orvimg PROPERTIES INSTALL_RPATH "$ORIGIN/${to_library}")
     install(TARGETS orvimg)
     install(FILES tools/orvimg/orvimg.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+    install(FILES tools/orvimg/completion/orvimg.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
+        RENAME orvimg)
+    install(FILES tools/orvimg/completion/_orvimg DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
+    install(FILES tools/orvimg/completion/orvimg.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
 endif()

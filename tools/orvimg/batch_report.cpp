@@ -32,7 +32,7 @@ std::string text_of(const Json& json)
 // Names are any bytes, JSON is UTF-8: a name that is none is told in hexadecimal digits beside.
 std::string hex_of_odd_name(const std::string& name)
 {
-    if (Json::parse("\"" + text_of(Json(name)).substr(1), nullptr, false) == Json(name)) {
+    if (Json::parse(text_of(Json(name)), nullptr, false) == Json(name)) {
         return "";
     }
     static constexpr char kDigits[] = "0123456789abcdef";

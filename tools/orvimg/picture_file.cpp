@@ -189,7 +189,7 @@ std::string PictureFile::trouble(int page, int code, const std::string& reason) 
     if (code == ORV_NOT_SUPPORTED && !(is_fax_ ? can_read_fax_files() : can_read(*format))) {
         return "it looks like " + kind + ", which this build does not read";
     }
-    const std::string exact = is_fax_ || format == nullptr ? "" : why_unread(detected_, bytes_, page);
+    std::string exact = is_fax_ || format == nullptr ? "" : why_unread(detected_, bytes_, page);
     if ((code == ORV_NOT_SUPPORTED || code == ORV_BAD_DATA) && !exact.empty()) {
         return exact;
     }
@@ -210,7 +210,7 @@ std::string PictureFile::trouble(int page, int code, const std::string& reason) 
 
 std::string PictureFile::emptiness(int page, const Condition& condition, int& code) const
 {
-    const std::string exact = is_fax_ ? "" : why_unread(detected_, bytes_, page);
+    std::string exact = is_fax_ ? "" : why_unread(detected_, bytes_, page);
     if (!exact.empty()) {
         code = ORV_NOT_SUPPORTED;
         return exact;

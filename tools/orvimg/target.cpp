@@ -35,7 +35,7 @@ std::string behind_links(const std::string& name)
         }
         const std::string next(to, static_cast<size_t>(length));
         const size_t slash = path.rfind('/');
-        path = next[0] == '/' || slash == std::string::npos ? next : path.substr(0, slash + 1) + next;
+        path.erase(next[0] == '/' || slash == std::string::npos ? 0 : slash + 1).append(next);
     }
     return path;
 }
