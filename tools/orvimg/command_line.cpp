@@ -120,7 +120,8 @@ size_t take_option(const CommandRow& command, const std::vector<std::string>& wo
 void check_count(const CommandRow& command, const Options& options)
 {
     const size_t count = options.inputs.size();
-    if (count >= static_cast<size_t>(std::max(command.fewest, 0)) && count <= static_cast<size_t>(command.most)) {
+    if (count >= static_cast<size_t>(std::max(command.fewest, 0)) &&
+        count <= static_cast<size_t>(command.most)) {
         return;
     }
     const std::string what =
