@@ -104,7 +104,7 @@ private:
         return batch.exists == ExistsMode::Newer && time_of(in) > time_of(out);
     }
 
-    void save(const Picture& picture, const std::string& name)
+    void save(Picture& picture, const std::string& name)
     {
         make_folders(name);
         start_saving(options_, 1);
