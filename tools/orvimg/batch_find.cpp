@@ -147,7 +147,8 @@ private:
         std::ranges::sort(names);
         std::vector<std::string> folders;
         for (const std::string& name : names) {
-            add_entry(descriptor, path + (path.ends_with('/') ? "" : "/") + name, folder, folders);
+            add_entry(descriptor, std::string(path).append(path.ends_with('/') ? "" : "/").append(name), folder,
+                      folders);
         }
         closedir(list);
         waiting.insert(waiting.end(), folders.rbegin(), folders.rend());

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <set>
 
@@ -25,7 +26,7 @@ constexpr int64_t kMostShown = 20;  // failures told one by one where a report h
 
 std::string clock_text(double seconds)
 {
-    const long long whole = static_cast<long long>(seconds + 0.5);
+    const long long whole = std::llround(seconds);
     char text[48];
     if (whole >= 3600) {
         std::snprintf(text, sizeof text, "%lld:%02lld:%02lld", whole / 3600, whole / 60 % 60, whole % 60);
