@@ -41,6 +41,18 @@ void ccitt_paint_list(const CcittRow& row, std::span<const i32> list, i32 end, u
 // The same for a line in words, slowly, and for lists that go back: a run that does has no pixels.
 void ccitt_paint_words(std::span<const i32> list, i32 end, u64* line, i32 width);
 
+// Colours 0 to 63 pixels that lie within the line black.
+[[gnu::always_inline]] static inline void ccitt_paint_short(i32 first, i32 count, u64* line)
+{
+    u64* const word = line + static_cast<u32>(first) / kWordBits;
+    const u32 place = static_cast<u32>(first) % kWordBits;
+    const u64 mask = ~(~u64{0} >> count);
+    word[0] &= ~(mask >> place);
+    if (place + static_cast<u32>(count) > kWordBits) {
+        word[1] &= ~(mask << (kWordBits - place));
+    }
+}
+
 // Colours pixels `first` to `first + count` - 1 of a line black, as far as they lie within it.
 void ccitt_paint_black(i32 first, i32 count, u64* line, i32 width);
 

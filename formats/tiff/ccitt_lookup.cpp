@@ -66,8 +66,13 @@ constexpr CcittRunTable run_table(const CcittRunCodes& codes)
 constexpr std::array<CcittPair, 1 << kCcittMaxBits> pair_table()
 {
     std::array<CcittPair, 1 << kCcittMaxBits> table = {};
-    for (u32 white = 0; white < kCcittTerminating; ++white) {
+    for (u32 white = 0; white < kCcittCodes; ++white) {
         const CcittCode& first = ccitt_white_codes[white];
+        if (white >= kCcittTerminating) {
+            const u16 run = static_cast<u16>(ccitt_run_of(static_cast<i32>(white)));
+            enter(table, kCcittMaxBits, first, CcittPair{run, 0, first.length});
+            continue;
+        }
         for (u32 black = 1; black < kCcittTerminating; ++black) {
             const CcittCode& second = ccitt_black_codes[black];
             if (first.length + second.length > static_cast<i32>(kCcittMaxBits)) {
@@ -77,8 +82,7 @@ constexpr std::array<CcittPair, 1 << kCcittMaxBits> pair_table()
             both.bits = static_cast<u16>(first.bits << second.length | second.bits);
             both.length = static_cast<u8>(first.length + second.length);
             enter(table, kCcittMaxBits, both,
-                  CcittPair{static_cast<u8>(white), static_cast<u8>(black), both.length,
-                            static_cast<u8>(white + black)});
+                  CcittPair{static_cast<u16>(white), static_cast<u8>(black), both.length});
         }
     }
     return table;

@@ -18,13 +18,12 @@ using CcittRunTable = std::array<CcittRun, 1 << kCcittMaxBits>;
 
 extern const std::array<CcittRunTable, 2> ccitt_run_tables;  // white, black
 
-// A white run and a black one behind it, both below 64 and the black one not 0, where 13 bits hold the
-// codes of both; else length 0.
+// A white run and a black one behind it, both below 64 and the black one not 0, where 13 bits hold the codes
+// of both; or a white make-up code, with a black run of 0; else length 0.
 struct CcittPair {
-    u8 white;
+    u16 white;
     u8 black;
     u8 length;
-    u8 sum;  // of the runs
 };
 
 extern const std::array<CcittPair, 1 << kCcittMaxBits> ccitt_pairs;

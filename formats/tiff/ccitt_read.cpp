@@ -51,18 +51,22 @@ void decode_ccitt_strip(StripWalk& walk, void* context)
     walk.bytes_used += input.passed + input.in.pos;
 }
 
-// Line and lists in one block.
+// Lines and lists in one block.
 bool allocate(CcittDecoder& decoder)
 {
     const usize line_bytes = ccitt_line_words(decoder.row.width) * sizeof(u64);
-    const usize list_bytes = static_cast<usize>(2 * decoder.row.width + kListMargin) * sizeof(i32);
-    decoder.block = block_alloc(line_bytes + 2 * list_bytes);
+    const usize list_bytes = static_cast<usize>(decoder.row.width + kListMargin) * sizeof(i32);
+    const bool lists = decoder.mode == kTiffT6;
+    decoder.block = block_alloc(2 * line_bytes + (lists ? 2 * list_bytes : 0));
     if (decoder.block == nullptr) {
         return false;
     }
     decoder.line = reinterpret_cast<u64*>(decoder.block);
-    decoder.reference = reinterpret_cast<i32*>(decoder.block + line_bytes);
-    decoder.changes = reinterpret_cast<i32*>(decoder.block + line_bytes + list_bytes);
+    decoder.line_above = reinterpret_cast<u64*>(decoder.block + line_bytes);
+    if (lists) {
+        decoder.reference = reinterpret_cast<i32*>(decoder.block + 2 * line_bytes);
+        decoder.changes = reinterpret_cast<i32*>(decoder.block + 2 * line_bytes + list_bytes);
+    }
     return true;
 }
 

@@ -14,16 +14,17 @@ namespace orv
 struct CcittDecoder {
     i16 mode;  // TiffCompression
     bool mirrored;
-    bool finishes;   // more is done to rows than CcittRow::flip
-    CcittRow row;    // of a row in its place
-    u8* block;       // holds what follows
-    i32* reference;  // changing elements of the line above and of the one at hand
-    i32* changes;
+    bool finishes;  // more is done to rows than CcittRow::flip
+    CcittRow row;   // of a row in its place
+    u8* block;      // holds what follows
     u64* line;
+    u64* line_above;  // T.4
+    i32* reference;   // T.6: changing elements of the line above and of the one at hand
+    i32* changes;
 };
 
-// Lists hold twice as many entries as a line has pixels, for runs of none, and these: those ahead of the first
-// and behind the last, and room for T.6 lines that change without moving on.
+// T.6 lists hold this many entries more than a line has pixels: those ahead of the first and behind the last,
+// and room for lines that change without moving on.
 inline constexpr i32 kListMargin = 112;
 inline constexpr i32 kListBehind = 12;
 

@@ -10,64 +10,67 @@ namespace
 
 enum class LineEnd { Whole, Failed, NoData };
 
-// The line being decoded: the pixel reached and the end of the list of changing elements.
+// The pixel reached of a line whose white ones are set. White is next where no run is under way.
 struct Line1d {
     i32 x;
-    i32* c;
+    bool goes_on;  // the last code was a make-up code of white
 };
 
-// Takes pairs of runs as long as they come and stay within the line. White is next, before and after.
-[[gnu::always_inline]] inline Line1d decode_pairs(MsbInput& input, MsbBits& bits, Line1d line, i32 width)
+constexpr u32 kPairsAtOnce = 4;
+constexpr i32 kPairsBits = kPairsAtOnce * kCcittMaxBits;
+
+// Takes the pair that comes next. False where none does or it does not stay within the line.
+[[gnu::always_inline]] inline bool take_pair(MsbBits& bits, Line1d& line, u64* words, i32 width)
 {
-    while (msb_fill(input, bits, kCcittMaxBits)) {
-        const CcittPair pair = ccitt_pairs[msb_peek(bits, kCcittMaxBits)];
-        if (pair.length == 0 || pair.sum > width - line.x || pair.length > bits.count) {
-            break;
-        }
-        msb_skip(bits, pair.length);
-        line.c[0] = line.x + pair.white;
-        line.x += pair.sum;
-        line.c[1] = line.x;
-        line.c += 2;
+    const CcittPair pair = ccitt_pairs[msb_peek(bits, kCcittMaxBits)];
+    const i32 black_from = line.x + pair.white;
+    const i32 end = black_from + pair.black;
+    if (pair.length == 0 || end > width || pair.length > bits.count) {
+        return false;
     }
+    msb_skip(bits, pair.length);
+    ccitt_paint_short(black_from, pair.black, words);
+    line = {.x = end, .goes_on = pair.black == 0};
+    return true;
+}
+
+// Takes pairs as long as they come.
+[[gnu::always_inline]] inline Line1d take_pairs(MsbInput& input, MsbBits& given, Line1d line, u64* words,
+                                                i32 width)
+{
+    MsbBits bits = given;
+    bool taken = true;
+    while (taken && msb_fill(input, bits, input.in.unbounded ? i32{kCcittMaxBits} : kPairsBits)) {
+        const u32 pairs = bits.count >= kPairsBits ? kPairsAtOnce : 1;
+        for (u32 i = 0; i < pairs && taken; ++i) {
+            taken = take_pair(bits, line, words, width);
+        }
+    }
+    given = bits;
     return line;
 }
 
-// Two changes in one place are none: runs of none don't fill the list.
-i32* record(i32* first, i32* c, i32 x)
+// Decodes one line into a white one. EOLs ahead of the first run are passed over; an EOL behind it or a run
+// past the width fail the line, and what is left of it is taken for the next one.
+LineEnd decode_line(MsbInput& input, MsbBits& bits, u64* words, i32 width)
 {
-    if (c != first && c[-1] == x) {
-        return c - 1;
-    }
-    *c = x;
-    return c + 1;
-}
-
-// Decodes one line to the list that ends at `c`. EOLs ahead of the first run are passed over; an EOL behind
-// it or a run past the width fail the line, and what is left of it is taken for the next one.
-LineEnd decode_line(MsbInput& input, MsbBits& given, i32*& c, i32 width)
-{
-    MsbBits bits = given;
-    i32* const first = c;
-    Line1d line = {.x = 0, .c = c};
-    LineEnd end = LineEnd::Whole;
+    Line1d line = {.x = 0, .goes_on = false};
     bool black = false;
     bool at_start = true;
-    while (line.x < width) {
+    while (line.x < width || line.goes_on) {
         if (!black) {
             const i32 from = line.x;
-            line = decode_pairs(input, bits, line, width);
+            line = take_pairs(input, bits, line, words, width);
             at_start = at_start && line.x == from;
-            if (line.x >= width) {
+            if (line.x == width && !line.goes_on) {
                 break;
             }
         }
         const CcittRunTable& table = ccitt_run_tables[black];
-        i32 run = ccitt_read_run(input, bits, table);
+        i32 run = line.goes_on ? 64 : ccitt_read_run(input, bits, table);
         if (run == kCcittEolRun) {
             if (!at_start) {
-                end = LineEnd::Failed;
-                break;
+                return LineEnd::Failed;
             }
             continue;
         }
@@ -75,21 +78,25 @@ LineEnd decode_line(MsbInput& input, MsbBits& given, i32*& c, i32 width)
             run = ccitt_finish_run(input, bits, table, run);
         }
         if (run < 0) {
-            end = LineEnd::NoData;
-            break;
+            return LineEnd::NoData;
         }
+        run -= line.goes_on ? 64 : 0;
         at_start = false;
         if (run > width - line.x) {
-            end = LineEnd::Failed;
-            break;
+            return LineEnd::Failed;
         }
-        line.x += run;
-        line.c = record(first, line.c, line.x);
+        if (black) {
+            ccitt_paint_black(line.x, run, words, width);
+        }
+        line = {.x = line.x + run, .goes_on = false};
         black = !black;
     }
-    c = line.c;
-    given = bits;
-    return end;
+    return LineEnd::Whole;
+}
+
+void fill_white(u64* words, i32 width)
+{
+    std::memset(words, 0xFF, ccitt_line_words(width) * sizeof(u64));
 }
 
 }  // namespace
@@ -97,19 +104,18 @@ LineEnd decode_line(MsbInput& input, MsbBits& given, i32*& c, i32 width)
 // A line that fails repeats the one above it; above the first is a white one.
 void ccitt_decode_strip_1d(StripWalk& walk, const CcittDecoder& decoder, MsbInput& input, MsbBits bits)
 {
-    i32* above = decoder.reference;
-    i32* above_end = above;
-    i32* changes = decoder.changes;
+    u64* above = decoder.line_above;
+    u64* words = decoder.line;
+    fill_white(above, decoder.row.width);
     for (i32 i = 0; i < walk.rows; ++i) {
-        i32* c = changes;
-        const LineEnd end = decode_line(input, bits, c, decoder.row.width);
+        fill_white(words, decoder.row.width);
+        const LineEnd end = decode_line(input, bits, words, decoder.row.width);
         if (end == LineEnd::NoData) {
             picture_note(walk.sink, kNoteDataEnded);
             return;
         }
         if (end == LineEnd::Whole) {
-            std::swap(above, changes);
-            above_end = c;
+            std::swap(above, words);
         } else {
             picture_note(walk.sink, kNoteBadCode);
         }
@@ -117,7 +123,7 @@ void ccitt_decode_strip_1d(StripWalk& walk, const CcittDecoder& decoder, MsbInpu
             msb_skip(bits, static_cast<u32>(bits.count) & 7);
         }
         const i32 row = walk.first_row + i;
-        ccitt_paint_list(decoder.row, {above, above_end}, decoder.row.width, ccitt_place(walk, row));
+        ccitt_store(decoder.row, above, ccitt_place(walk, row));
         ccitt_deliver(walk, decoder, row, end == LineEnd::Failed ? RowState::Repaired : RowState::Whole);
     }
 }

@@ -15,6 +15,7 @@ struct T6Line {
     i32 a0;
     const i32* b;
     const i32* b_first;  // lowest element
+    const i32* b_end;    // the first that is not within the width
     i32* c;
     i32* c_first;
     i32* c_end;   // records end here
@@ -49,6 +50,8 @@ Four shifts_of(const CcittGroup& group)
 constexpr i32 kLanes[kMaxVerticals + 1][4] = {
     {0, 0, 0, 0}, {-1, 0, 0, 0}, {-1, -1, 0, 0}, {-1, -1, -1, 0}, {-1, -1, -1, -1}};
 
+constexpr u32 kAllStraight = (1u << kCcittGroupBits) - 1;
+
 // What groups move on, apart from what the calls for other modes see.
 struct T6Place {
     i32 a0;
@@ -79,6 +82,26 @@ struct T6Place {
     return true;
 }
 
+// Takes V0 as often as it comes, up to the last element within the width: the elements are those above.
+[[gnu::always_inline]] inline bool take_straight(T6Place& at, MsbBits& bits, const T6Line& line)
+{
+    constexpr i64 kAtOnce = 4;
+    const i64 wanted = std::min(std::countl_one(bits.bits), bits.count);
+    const i64 count = std::min<i64>({wanted, line.b_end - at.b, line.c_end - at.c - kAtOnce});
+    if (count <= 0 || at.b[0] < at.a0) [[unlikely]] {
+        return false;
+    }
+    for (i64 i = 0; i < count; i += kAtOnce) {
+        const Four four = load_four(at.b + i);
+        std::memcpy(at.c + i, &four, sizeof four);
+    }
+    at.b += count;
+    at.c += count;
+    at.a0 = at.c[-1];
+    msb_skip(bits, static_cast<u32>(count));
+    return true;
+}
+
 // Takes groups as long as they are plain, up to the first Horizontal or what is no code.
 [[gnu::always_inline]] inline void take_groups(MsbInput& input, MsbBits& given, T6Line& line, i32 width,
                                                bool& horizontal)
@@ -86,7 +109,14 @@ struct T6Place {
     MsbBits bits = given;
     T6Place at = {.a0 = line.a0, .b = line.b, .c = line.c};
     while (msb_fill(input, bits, kCcittGroupBits)) {
-        const CcittGroup& group = ccitt_mode_table[msb_peek(bits, kCcittGroupBits)];
+        const u32 code = msb_peek(bits, kCcittGroupBits);
+        if (code == kAllStraight) {
+            if (!take_straight(at, bits, line)) {
+                break;
+            }
+            continue;
+        }
+        const CcittGroup& group = ccitt_mode_table[code];
         if (group.length == 0 || !take_group(at, group, line.c_end, width)) {
             break;
         }
@@ -248,6 +278,7 @@ void ccitt_decode_strip_2d(StripWalk& walk, const CcittDecoder& decoder, MsbInpu
         std::fill_n(list - kListAhead, kListAhead, -1);
     }
     end_list(reference, width);
+    const i32* reference_end = reference;
     bool rising = true;
     // A line that the data ends in is delivered as far as it goes, as one with a bad code is.
     for (i32 i = 0; i < walk.rows; ++i) {
@@ -258,6 +289,7 @@ void ccitt_decode_strip_2d(StripWalk& walk, const CcittDecoder& decoder, MsbInpu
         T6Line line = {.a0 = 0,
                        .b = reference,
                        .b_first = reference - kListAhead,
+                       .b_end = reference_end,
                        .c = changes,
                        .c_first = changes,
                        .c_end = changes + width + kListMargin - kListAhead - kListBehind,
@@ -274,6 +306,10 @@ void ccitt_decode_strip_2d(StripWalk& walk, const CcittDecoder& decoder, MsbInpu
             return;
         }
         end_list(line.c, width);
+        reference_end = line.c;
+        while (reference_end > changes && reference_end[-1] >= width) {
+            --reference_end;
+        }
         rising = line.rising || std::is_sorted(changes - kListAhead, line.c);
         std::swap(reference, changes);
     }

@@ -21,18 +21,16 @@ namespace orv
 namespace
 {
 
-constexpr u32 kSlots = 32768;     // more than twice as many as there are strings
-constexpr u32 kStep = 1663;      // to the next slot where one is taken
-constexpr u32 kStringBits = 20;  // of a prefix and a byte
-constexpr u32 kGenerations = 1u << (32 - kStringBits);
+constexpr u32 kSlots = 16384;  // more than four times as many as there are strings
+constexpr u32 kStep = 1663;    // to the next slot where one is taken
+constexpr u32 kCodeBits = kLzwMaxBits;
+constexpr u32 kEmpty = ~0u;  // no string: prefixes end with the table
 
-// The strings seen since the last Clear. A slot counts while the string of its code is of the present
-// generation and names the slot, so that a Clear touches nothing.
+// The strings seen since the last Clear, each in one slot: prefix, byte and code. A Clear empties the slots
+// that were used, and no others.
 struct LzwDictionary {
-    u32 generation;
-    u16 slots[kSlots];      // codes
-    u16 places[kLzwFull];   // slots of codes
-    u32 strings[kLzwFull];  // of codes: generation, prefix, byte
+    u32 slots[kSlots];
+    u16 used[kLzwFull];  // slot of each code
 };
 
 struct LzwCoder {
@@ -64,9 +62,8 @@ void lzw_put_code(LzwCoder& coder, u32 code)
 void lzw_reset(LzwCoder& coder)
 {
     LzwDictionary& dictionary = *coder.lzw_dictionary;
-    if (++dictionary.generation == kGenerations) {
-        std::memset(dictionary.strings, 0, sizeof dictionary.strings);
-        dictionary.generation = 1;
+    for (u32 code = kLzwFirstFree; code < coder.next_code; ++code) {
+        dictionary.slots[dictionary.used[code]] = kEmpty;
     }
     coder.code_size = kLzwMinBits;
     coder.next_code = kLzwFirstFree;
@@ -76,22 +73,18 @@ void lzw_reset(LzwCoder& coder)
 // Slots of one byte differ by their prefix alone; those of different bytes are strewn.
 u32 slot_of(u32 prefix, u32 byte)
 {
-    return prefix ^ (byte * 0xA3D5 >> 2) % kSlots;
+    return prefix ^ (byte * 0xA3D5 >> 3) % kSlots;
 }
 
 // The code of a string, or the free slot for it as a number below 0.
 [[gnu::always_inline]] inline i32 lzw_find(const LzwDictionary& dictionary, u32 slot, u32 string)
 {
-    const u32 generation = string >> kStringBits;
     for (;; slot = (slot + kStep) % kSlots) {
-        const u32 code = dictionary.slots[slot];
-        const u32 there = dictionary.strings[code];
-        if (there == string) {
-            return static_cast<i32>(code);
+        const u32 there = dictionary.slots[slot];
+        if ((there ^ string) < 1u << kCodeBits) {
+            return static_cast<i32>(there ^ string);
         }
-        // Codes that have gone on to another slot count as little as those of older generations.
-        const bool taken = (there >> kStringBits == generation) & (dictionary.places[code] == slot);
-        if (!taken) [[likely]] {
+        if (there == kEmpty) [[likely]] {
             return -1 - static_cast<i32>(slot);
         }
     }
@@ -100,9 +93,8 @@ u32 slot_of(u32 prefix, u32 byte)
 u32 lzw_add(LzwDictionary& dictionary, i32 found, u32 string, u32 next_code)
 {
     const u32 slot = static_cast<u32>(-1 - found);
-    dictionary.slots[slot] = static_cast<u16>(next_code);
-    dictionary.places[next_code] = static_cast<u16>(slot);
-    dictionary.strings[next_code] = string;
+    dictionary.slots[slot] = string | next_code;
+    dictionary.used[next_code] = static_cast<u16>(slot);
     return next_code + 1;
 }
 
@@ -123,10 +115,9 @@ void lzw_encode(LzwCoder& given, const u8* from, const u8* end)
 {
     LzwCoder coder = given;
     LzwDictionary& dictionary = *coder.lzw_dictionary;
-    u32 generation = dictionary.generation << kStringBits;
     for (; from < end; ++from) {
         const u32 byte = *from;
-        const u32 string = generation | coder.prefix << 8 | byte;
+        const u32 string = (coder.prefix << 8 | byte) << kCodeBits;
         const i32 found = lzw_find(dictionary, slot_of(coder.prefix, byte), string);
         if (found >= 0) {
             coder.prefix = static_cast<u32>(found);
@@ -137,7 +128,6 @@ void lzw_encode(LzwCoder& given, const u8* from, const u8* end)
         coder.prefix = byte;
         if (coder.next_code == coder.limit) [[unlikely]] {
             lzw_grow(coder);
-            generation = dictionary.generation << kStringBits;
         }
     }
     given = coder;
@@ -253,6 +243,7 @@ u8* allocate(LzwPage& page)
     u8* const block = block_alloc(sizeof(LzwDictionary) + line_bytes + 8 * usize{page.strips.strips});
     if (block != nullptr) {
         page.coder.lzw_dictionary = reinterpret_cast<LzwDictionary*>(block);
+        std::memset(page.coder.lzw_dictionary->slots, 0xFF, sizeof page.coder.lzw_dictionary->slots);
         page.line = block + sizeof(LzwDictionary);
         page.tables = page.line + line_bytes;
     }

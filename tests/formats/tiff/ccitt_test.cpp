@@ -201,7 +201,9 @@ std::vector<u8> make_data(std::mt19937& random, int kind, int mode, int width)
             bits.push_back(below(kind == 2 ? 2 : 9) == 0);
         } else if (mode == 4) {
             const int code = below(3) == 0 ? kModeV0 : 1 + below(9);
-            add(ccitt_mode_codes[static_cast<usize>(code)]);
+            for (int n = code == kModeV0 && below(9) == 0 ? below(90) : 0; n >= 0; --n) {
+                add(ccitt_mode_codes[static_cast<usize>(code)]);
+            }
             for (int half = 0; code == kModeHorizontal && half < 2; ++half) {
                 add_run(half == 1, below(below(4) == 0 ? width : 12));
             }
