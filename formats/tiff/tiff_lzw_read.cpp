@@ -21,19 +21,19 @@ constexpr u32 kTableEntries = 4778;  // a coder that fills it has lost its Clear
 constexpr u32 kAtOnce = 4;           // codes between two looks at the output's room
 constexpr i32 kBitsAtOnce = static_cast<i32>(kAtOnce * kLzwMaxBits);
 
-// A string is held by its last 1 to 8 bytes and the code of what stands ahead of them, so that it can be
-// written eight bytes at a time, and by its place in the output, from which a long one is copied while it
-// is there.
+// A string is held by its last 1 to 8 bytes and by its head, what stands ahead of them: whole eights, which are
+// a string too. The head is written eight bytes at a time by its own code, or copied from its place in the
+// output while it is there.
 struct LzwEntry {
     u64 tail;  // first byte lowest
-    u64 rest;  // bits 0..15 length, 16..31 code of the string without its tail, 32..39 first byte, 40..63 place
+    u64 rest;  // bits 0..15 length, 16..31 code of the head, 32..39 first byte, 40..63 place of the head
 };
 
 u32 length_of(u64 rest)
 {
     return rest & 0xFFFF;
 }
-u32 prefix_of(u64 rest)
+u32 head_of(u64 rest)
 {
     return rest >> 16 & 0xFFFF;
 }
@@ -99,25 +99,31 @@ void write_by_tails(const LzwEntry* table, const LzwEntry* entry, u8* out)
         if (start == 0) {
             return;
         }
-        entry = table + prefix_of(entry->rest);
+        entry = table + head_of(entry->rest);
     }
 }
 
-// The same from the output, where the string still stands and does not reach into its copy's blocks.
+// The place of what is written next, counted from the strip's first byte.
+u32 place_of(const LzwContext& lzw, const LzwOutput& out)
+{
+    return out.gone + static_cast<u32>(out.to - lzw.output);
+}
+
+// The same from the output, where the head still stands and does not reach into its copy's blocks.
 void write_long(const LzwContext& lzw, const LzwEntry* entry, const LzwOutput& out)
 {
-    const u32 here = out.gone + static_cast<u32>(out.to - lzw.output);
-    const u32 distance = (here - static_cast<u32>(entry->rest >> 40)) & kPlaceMask;
-    const u32 length = length_of(entry->rest);
+    const u32 distance = (place_of(lzw, out) - static_cast<u32>(entry->rest >> 40)) & kPlaceMask;
+    const u32 head = (length_of(entry->rest) - 1) & ~(kTailBytes - 1);
     if (distance < kBlock || distance > static_cast<u32>(out.to - lzw.output)) {
         write_by_tails(lzw.table, entry, out.to);
         return;
     }
-    for (u32 i = 0; i < length; i += kBlock) {
+    for (u32 i = 0; i < head; i += kBlock) {
         u8 bytes[kBlock];
         std::memcpy(bytes, out.to - distance + i, kBlock);
         std::memcpy(out.to + i, bytes, kBlock);
     }
+    store_tail(out.to + head, entry->tail);
 }
 
 // Hands on the whole rows and keeps what stands behind them, with some history. False behind the last row
@@ -140,15 +146,18 @@ bool lzw_flush(StripWalk& walk, const LzwContext& lzw, LzwOutput& out)
     return out.row < walk.end_row;
 }
 
-// The string of `code` grown by one byte.
-[[gnu::always_inline]] inline LzwEntry grown(const LzwEntry& entry, u32 code, u32 byte)
+// The last string grown by one byte. One whose tail is full becomes the head: it ends where the next begins.
+[[gnu::always_inline]] inline LzwEntry grown(const LzwContext& lzw, const LzwState& state, const LzwOutput& out,
+                                             u32 byte)
 {
-    const u64 rest = entry.rest + 1;
+    const LzwEntry& entry = state.string;
     const u32 in_tail = entry.rest % kTailBytes;
-    if (in_tail == 0) {
-        return {.tail = byte, .rest = (rest & ~u64{0xFFFF0000}) | code << 16};
+    if (in_tail == 0) [[unlikely]] {
+        const u64 place = place_of(lzw, out) - length_of(entry.rest);
+        return {.tail = byte,
+                .rest = ((entry.rest + 1) & 0xFF0000FFFF) | u64{state.previous} << 16 | place << 40};
     }
-    return {.tail = entry.tail | u64{byte} << (8 * in_tail), .rest = rest};
+    return {.tail = entry.tail | u64{byte} << (8 * in_tail), .rest = entry.rest + 1};
 }
 
 enum class CodeStep { Taken, Clear, Ended };
@@ -162,18 +171,18 @@ enum class CodeStep { Taken, Clear, Ended };
         if (code != state.next || state.next >= kTableEntries) {
             return code == kLzwClear ? CodeStep::Clear : CodeStep::Ended;
         }
-        table[code] = grown(state.string, state.previous, first_of(state.string.rest));
+        table[code] = grown(lzw, state, out, first_of(state.string.rest));
     } else {
-        table[state.next] = grown(state.string, state.previous, first_of(table[code].rest));
+        table[state.next] = grown(lzw, state, out, first_of(table[code].rest));
     }
     const LzwEntry* const entry = table + code;
     const u32 length = length_of(entry->rest);
-    store_tail(out.to, entry->tail);
-    if (length > kTailBytes) [[unlikely]] {
+    if (length <= kTailBytes) [[likely]] {
+        store_tail(out.to, entry->tail);
+    } else {
         write_long(lzw, entry, out);
     }
-    const u64 place = out.gone + static_cast<u32>(out.to - lzw.output);
-    state.string = {.tail = entry->tail, .rest = (entry->rest & 0xFFFFFFFFFF) | place << 40};
+    state.string = *entry;
     out.to += length;
     state.previous = code;
     if (++state.next == state.limit && state.code_size < kLzwMaxBits) {
@@ -200,15 +209,12 @@ CodeStep first_code(MsbInput& input, MsbBits& bits, const LzwContext& lzw, LzwSt
     if (code >= kLzwClear) {
         return code == kLzwClear ? CodeStep::Clear : CodeStep::Ended;
     }
-    const u64 place = out.gone + static_cast<u32>(out.to - lzw.output);
     *out.to++ = static_cast<u8>(code);
-    LzwEntry string = lzw.table[code];
-    string.rest = (string.rest & 0xFFFFFFFFFF) | place << 40;
     state = {.code_size = kLzwMinBits,
              .limit = lzw_grows_at(kLzwMinBits),
              .next = kLzwFirstFree,
              .previous = code,
-             .string = string};
+             .string = lzw.table[code]};
     return CodeStep::Taken;
 }
 
