@@ -83,12 +83,20 @@ bool all_have_come(const TiffPlanes& planes, i32 row)
     return has_come(planes, 0, row) && has_come(planes, 1, row) && has_come(planes, 2, row);
 }
 
-// Blue is the last plane and a pixel's first byte.
-void put_in_image(TiffPlanes& planes, i32 plane, i32 row)
+// The rows of three planes wait in the image's row, one behind the other, until all have come. Blue is the last
+// plane and a pixel's first byte.
+void put_in_image(TiffPlanes& planes, i32 plane, i32 row, bool was_whole)
 {
-    const std::span<const u8> samples(planes.row, static_cast<usize>(planes.width));
-    row_spread(samples, row_lend(*planes.sink, row) + (kPlanes - 1 - plane));
+    const usize width = static_cast<usize>(planes.width);
+    u8* const place = row_lend(*planes.sink, row);
+    if (was_whole) {
+        row_spread({planes.row, width}, place + (kPlanes - 1 - plane));
+        return;
+    }
+    std::memcpy(place + static_cast<usize>(plane) * width, planes.row, width);
     if (all_have_come(planes, row)) {
+        std::memcpy(planes.buffer, place, 3 * width);
+        row_interleave(planes.buffer + 2 * width, planes.buffer + width, planes.buffer, place, width);
         row_done(*planes.sink, row);
     }
 }
@@ -135,10 +143,9 @@ void deliver_block(TiffPlanes& planes, i32 first, i32 count)
         if (!all_have_come(planes, first + i)) {
             continue;
         }
-        for (i32 plane = 0; plane < kPlanes; ++plane) {
-            row_spread({planes.buffer + plane * block + i * planes.width, static_cast<usize>(planes.width)},
-                       row_lend(sink, first + i) + (kPlanes - 1 - plane));
-        }
+        const u8* const rows = planes.buffer + i * planes.width;
+        row_interleave(rows + 2 * block, rows + block, rows, row_lend(sink, first + i),
+                       static_cast<usize>(planes.width));
         row_done(sink, first + i);
     }
 }
@@ -149,9 +156,10 @@ void planes_put(TiffPlanes& planes, i32 row_number)
 {
     const i32 plane = row_number / planes.height;
     const i32 row = row_number % planes.height;
+    const bool was_whole = all_have_come(planes, row);
     planes.came[plane][row / 64] |= u64{1} << (row % 64);
     if (planes.sink->image != nullptr) {
-        put_in_image(planes, plane, row);
+        put_in_image(planes, plane, row, was_whole);
     } else {
         put_in_file(planes, row_number);
     }

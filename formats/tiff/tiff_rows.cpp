@@ -132,4 +132,14 @@ void row_spread(std::span<const u8> samples, u8* to)
     }
 }
 
+ORV_TARGET_CLONES
+void row_interleave(const u8* blue, const u8* green, const u8* red, u8* to, usize pixels)
+{
+    for (usize i = 0; i < pixels; ++i) {
+        to[3 * i] = blue[i];
+        to[3 * i + 1] = green[i];
+        to[3 * i + 2] = red[i];
+    }
+}
+
 }  // namespace orv

@@ -25,4 +25,7 @@ void row_cmyk_to_bgr(std::span<u8> row);
 // Puts a row of one sample where it stands in pixels of three: at to[0], to[3], to[6] and so on.
 void row_spread(std::span<const u8> samples, u8* to);
 
+// Makes pixels of rows of one sample each.
+void row_interleave(const u8* blue, const u8* green, const u8* red, u8* to, usize pixels);
+
 }  // namespace orv
