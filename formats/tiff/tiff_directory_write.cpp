@@ -128,7 +128,6 @@ ErrorCode tiff_start_page(StreamWriter& out, StreamHandle stream, u32 most_room,
         return open_page(out, stream, most_room, page);
     }
     {
-        const StreamWindow window(stream);
         const u32 size = stream_size(stream);
         u32 first;
         const Existing existing = look_at(stream, size, first);
