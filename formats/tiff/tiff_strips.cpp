@@ -115,6 +115,9 @@ ErrorCode strip_walk_open(StripWalk& walk)
     walk.row_bytes = walk.planes != nullptr ? width : tiff_row_bytes(dir);
     walk.rows_per_strip = one_strip ? walk.plane_height : static_cast<i32>(dir.RowsPerStrip);
     walk.finish = finish_of(dir);
+    const TiffFinish& todo = walk.finish;
+    walk.finishes =
+        todo.complement || todo.add_left_pixel || todo.add_left_byte || todo.swap_red_blue || todo.cmyk;
     // Four samples are counted by one byte a pixel, but where colours are made of them.
     const u32 depth = walk.finish.cmyk ? 24 : dir.BitsPerSample * dir.SamplesPerPixel;
     walk.length = tiff_row_stride(width, static_cast<i16>(depth));
@@ -247,7 +250,9 @@ void tiff_finish_row(StripWalk& walk, i32 row_number, RowState state)
         planes_put(*walk.planes, row_number);
         return;
     }
-    finish(walk.finish, {tiff_row_place(walk, row_number), static_cast<usize>(walk.row_bytes)});
+    if (walk.finishes) {
+        finish(walk.finish, {tiff_row_place(walk, row_number), static_cast<usize>(walk.row_bytes)});
+    }
     if (walk.in_place) {
         row_done(walk.sink, row_number, state);
     } else {

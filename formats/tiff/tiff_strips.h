@@ -42,6 +42,7 @@ struct StripWalk {
     i32 length = 0;          // of a delivered row; where not in place
     u8* block = nullptr;     // one row; where not in place
     TiffFinish finish = {};
+    bool finishes = false;  // any of it
     StripTable table = {};
     bool fax_file_open = false;  // a page of a fax container: one strip, where the stream stands
     i64 fax_page_bytes = 0;
