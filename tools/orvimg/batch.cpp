@@ -102,11 +102,12 @@ private:
         fill(workers_.back());
     }
 
-    // A second job waits in the socket, so that no worker waits for the manager; at the end each takes one, so
-    // that none waits behind a long one.
+    // Jobs wait in the socket, so that no worker waits while the manager flushes; towards the end each worker
+    // takes one alone, so that none waits behind a long one.
     void fill(Worker& worker)
     {
-        const size_t most = due_.size() > 4 * workers_.size() ? 2 : 1;
+        const size_t share = due_.size() / std::max<size_t>(workers_.size(), 1);
+        const size_t most = share > 64 ? 32 : share > 4 ? 2 : 1;
         while (worker.given.size() < most && !due_.empty()) {
             const uint32_t job = due_.back();
             due_.pop_back();
@@ -247,6 +248,7 @@ int run_batch(const Options& given)
     if (options.batch.dry_run) {
         return print_plan(options, plan);
     }
+    sweep_private_folders();
     BatchLog log(options, plan);
     std::vector<uint32_t> due;
     for (size_t i = 0; i < plan.jobs.size(); ++i) {

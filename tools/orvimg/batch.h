@@ -80,6 +80,9 @@ struct JobResult {
 
 const char* status_name(JobStatus status);
 
+// The folders of a path that are missing. Throws Failure.
+void make_folders(const std::string& path);
+
 // Never throws for what lies in the input or the output.
 JobResult run_job(const Options& options, const Plan& plan, const Job& job);
 

@@ -17,23 +17,6 @@ namespace orvimg
 namespace
 {
 
-// The folders of a path, all that are missing.
-void make_folders(const std::string& path)
-{
-    static std::string made;  // the last one, as files of a folder mostly come one after the other
-    const size_t last = path.rfind('/');
-    if (last == std::string::npos || path.compare(0, last, made) == 0) {
-        return;
-    }
-    for (size_t slash = path.find('/', 1); slash != std::string::npos; slash = path.find('/', slash + 1)) {
-        const std::string folder = path.substr(0, slash);
-        if (mkdirat(start_folder(), folder.c_str(), 0777) != 0 && errno != EEXIST && errno != EISDIR) {
-            throw Failure("cannot make the folder " + folder, system_words(), ORV_NOT_CREATED);
-        }
-    }
-    made = path.substr(0, last);
-}
-
 class JobRun
 {
 public:
@@ -110,7 +93,7 @@ private:
         start_saving(options_, 1);
         Target target(name, Existing::Replace);
         save_picture(picture, options_, target, name);
-        target.commit();
+        target.commit(Flush::Later);
         result_.bytes_out += target.size();
         result_.outputs.push_back(name);
     }
@@ -190,7 +173,7 @@ private:
             apply(options_.operations, picture, file.page_name(page), silent);
             save_picture(picture, options_, target, name);
         }
-        target.commit();
+        target.commit(Flush::Later);
         result_.bytes_out += target.size();
         result_.outputs.push_back(name);
     }
@@ -204,6 +187,22 @@ private:
 };
 
 }  // namespace
+
+void make_folders(const std::string& path)
+{
+    static std::string made;  // the last one, as files of a folder mostly come one after the other
+    const size_t last = path.rfind('/');
+    if (last == std::string::npos || path.compare(0, last, made) == 0) {
+        return;
+    }
+    for (size_t slash = path.find('/', 1); slash != std::string::npos; slash = path.find('/', slash + 1)) {
+        const std::string folder = path.substr(0, slash);
+        if (mkdirat(start_folder(), folder.c_str(), 0777) != 0 && errno != EEXIST && errno != EISDIR) {
+            throw Failure("cannot make the folder " + folder, system_words(), ORV_NOT_CREATED);
+        }
+    }
+    made = path.substr(0, last);
+}
 
 const char* status_name(JobStatus status)
 {

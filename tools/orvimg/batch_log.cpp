@@ -22,6 +22,7 @@ namespace
 
 constexpr std::chrono::milliseconds kTerminalStep(250);
 constexpr std::chrono::seconds kPlainStep(30);
+constexpr std::chrono::milliseconds kFlushStep(250);
 constexpr int64_t kMostShown = 20;  // failures told one by one where a report holds them all
 
 std::string clock_text(double seconds)
@@ -88,13 +89,42 @@ BatchLog::BatchLog(const Options& options, const Plan& plan)
         take_done(plan);
     }
     open_report();
+    open_folders();
 }
 
 BatchLog::~BatchLog()
 {
-    if (report_ >= 0) {
-        ::close(report_);
+    folders_.push_back(report_);
+    for (const int descriptor : folders_) {
+        if (descriptor >= 0) {
+            ::close(descriptor);
+        }
     }
+}
+
+// Errors of writing show in descriptors that were open before them.
+void BatchLog::open_folders()
+{
+    for (const std::string& name : {options_.output, options_.batch.damaged_folder}) {
+        if (!name.empty()) {
+            make_folders(name + "/");
+            folders_.push_back(openat(start_folder(), name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        }
+    }
+}
+
+void BatchLog::flush()
+{
+    for (const int folder : folders_) {
+        if (folder >= 0 && syncfs(folder) != 0) {
+            throw Failure("cannot write the outputs", system_words(), ORV_SHORT_WRITE);
+        }
+    }
+    if (report_ >= 0 && !write_all(report_, pending_)) {
+        throw Failure("cannot write the report", system_words(), ORV_SHORT_WRITE);
+    }
+    pending_.clear();
+    flushed_ = std::chrono::steady_clock::now();
 }
 
 void BatchLog::take_done(const Plan& plan)
@@ -145,8 +175,8 @@ void BatchLog::add(const std::string& line, JobStatus status, bool is_bad)
 {
     ++counts_[static_cast<size_t>(status)];
     bad_ += is_bad ? 1 : 0;
-    if (report_ >= 0 && !write_all(report_, line)) {
-        throw Failure("cannot write the report", system_words(), ORV_SHORT_WRITE);
+    if (report_ >= 0) {
+        pending_ += line;
     }
     if (status == JobStatus::Failed || status == JobStatus::Damaged) {
         show_line(line, status);
@@ -191,6 +221,9 @@ std::string BatchLog::progress_text() const
 void BatchLog::tick()
 {
     const auto now = std::chrono::steady_clock::now();
+    if (!pending_.empty() && now - flushed_ >= kFlushStep) {
+        flush();
+    }
     if (options_.quiet ||
         now - shown_ < (is_terminal_ ? std::chrono::nanoseconds(kTerminalStep) : kPlainStep)) {
         return;
@@ -205,6 +238,7 @@ void BatchLog::tick()
 
 void BatchLog::close(bool is_whole, bool is_enough)
 {
+    flush();
     if (report_ >= 0 && fsync(report_) != 0 && errno != EINVAL && errno != EROFS) {
         throw Failure("cannot write the report", system_words(), ORV_SHORT_WRITE);
     }

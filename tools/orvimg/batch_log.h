@@ -35,6 +35,8 @@ public:
 private:
     void take_done(const Plan& plan);
     void open_report();
+    void open_folders();
+    void flush();
     void show_line(const std::string& line, JobStatus status);
     std::string progress_text() const;
     double seconds() const;
@@ -44,7 +46,10 @@ private:
     bool is_resumed_ = false;
     int64_t begun_ = 0;
     int report_ = -1;
-    int64_t counts_[4] = {};  // by JobStatus, those of earlier runs among them
+    // Outputs are flushed to disk together, four times a second, and their lines stand in the report only then.
+    std::string pending_;
+    std::vector<int> folders_;  // open on the file systems of the outputs
+    int64_t counts_[4] = {};    // by JobStatus, those of earlier runs among them
     int64_t bad_ = 0;
     int64_t before_ = 0;  // done by earlier runs
     int64_t total_ = 0;
@@ -52,6 +57,7 @@ private:
     bool is_terminal_;
     std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
     std::chrono::steady_clock::time_point shown_ = start_;
+    std::chrono::steady_clock::time_point flushed_ = start_;
 };
 
 // Removes what runs that were killed have left in the folder of `output`, or of all outputs that are due:

@@ -32,13 +32,14 @@ int16_t drop_row(const void*, void*, int16_t, int16_t)
 }
 
 // Decodes the rows too: some readers tell the exact format only then, and damage shows.
-PageInfo info_of_page(const PictureFile& file, int page)
+PageInfo info_of_page(PictureFile& file, int page)
 {
     PageInfo info;
     info.page = page;
-    info.code = IMGLOW_decompress_bitmap_mem_sized(
-        file.bytes().data(), file.size(), static_cast<int16_t>(page - 1), drop_row, &info, take_header);
+    info.code = IMGLOW_decompress_bitmap_mem_sized(file.bytes().data(), file.size(), file.aim(page), drop_row,
+                                                   &info, take_header);
     info.condition = last_condition();
+    file.aim(1);
     info.extra = *static_cast<const ExtraInfo*>(IMG_get_extra_info());
     if (info.code < 0) {
         info.trouble = file.trouble(page, info.code, info.condition.reason);

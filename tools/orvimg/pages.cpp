@@ -114,9 +114,10 @@ int run_split(const Options& options)
         start_saving(options, 1);
         Target target(name, existing_of(options));
         save_picture(picture, options, target, name);
-        target.commit();
+        target.commit(Flush::Later);
         print_detail(options, file.page_name(page) + " -> " + name);
     }
+    flush_targets();
     return status;
 }
 

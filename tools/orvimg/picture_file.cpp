@@ -24,6 +24,7 @@ namespace
 
 // Positions in files have 32 bits in the library.
 constexpr int64_t kLargestFile = 0xFFFFFFFE;
+constexpr size_t kTiffHeader = 8;
 
 const char* is_or_are(int count)
 {
@@ -156,12 +157,58 @@ void PictureFile::require_page(int page)
     }
 }
 
+// The header's bytes, in memory of this process alone; null where there is none to be had.
+uint8_t* PictureFile::own_header()
+{
+    if (mapped_ == nullptr) {
+        return own_bytes_.data();
+    }
+    const bool is_own = mprotect(mapped_, kTiffHeader, PROT_READ | PROT_WRITE) == 0;
+    return is_own ? static_cast<uint8_t*>(mapped_) : nullptr;
+}
+
+// TIFF 6.0: the position of the first directory at 4; a directory is a count of 2 bytes, entries of 12 bytes,
+// and the position of the next.
+void PictureFile::find_directories()
+{
+    const bool is_big = bytes_[0] == 'M';
+    const int pages = page_count();
+    uint32_t directory = file_number(bytes_, 4, 4, is_big);
+    for (int page = 0; page < pages && directory != 0; ++page) {
+        directories_.push_back(directory);
+        const uint32_t entries = file_number(bytes_, directory, 2, is_big);
+        directory = file_number(bytes_, directory + size_t{2} + size_t{12} * entries, 4, is_big);
+    }
+}
+
+int16_t PictureFile::aim(int page)
+{
+    const int16_t asked = static_cast<int16_t>(page - 1);
+    if (detected_ != ORV_FORMAT_TIFF || is_fax_ || bytes_.size() < kTiffHeader ||
+        (page == 1 && directories_.empty())) {
+        return asked;
+    }
+    if (directories_.empty()) {
+        find_directories();
+    }
+    uint8_t* const header = own_header();
+    if (header == nullptr || static_cast<size_t>(page) > directories_.size()) {
+        return asked;
+    }
+    const uint32_t directory = directories_[static_cast<size_t>(page - 1)];
+    for (int i = 0; i < 4; ++i) {
+        const int shift = header[0] == 'M' ? 24 - 8 * i : 8 * i;
+        header[4 + i] = static_cast<uint8_t>(directory >> shift);
+    }
+    return 0;
+}
+
 Picture PictureFile::load(int page, Condition& condition)
 {
     require_page(page);
-    const int16_t handle =
-        IMG_decompress_bitmap_mem_sized(bytes_.data(), size(), static_cast<int16_t>(page - 1));
+    const int16_t handle = IMG_decompress_bitmap_mem_sized(bytes_.data(), size(), aim(page));
     condition = last_condition();
+    aim(1);
     if (handle < 0) {
         throw Failure("cannot read " + page_name(page), trouble(page, handle, condition.reason), handle);
     }

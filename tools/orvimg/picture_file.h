@@ -47,6 +47,11 @@ public:
     int page_count();
     void require_page(int page);  // throws Failure where it does not exist
 
+    // A reader of TIFF walks the chain of directories up to its page, which makes a job on all pages slow in
+    // long files. Here the chain is walked once; `aim` lets the header in memory lead to the directory of a
+    // page, and gives the page number, from 0, to ask the library for. `aim(1)` undoes it.
+    int16_t aim(int page);
+
     // Throws Failure where no picture comes, or one without a single row.
     Picture load(int page, Condition& condition);
 
@@ -61,13 +66,16 @@ public:
 private:
     void map(int descriptor);
     void read_all(int descriptor);
+    void find_directories();
+    uint8_t* own_header();
 
     std::string name_;
     std::span<const uint8_t> bytes_;
     std::vector<uint8_t> own_bytes_;  // of the standard input
     void* mapped_ = nullptr;
     int detected_ = -1;
-    int page_count_ = 0;  // 0: not counted yet
+    int page_count_ = 0;                 // 0: not counted yet
+    std::vector<uint32_t> directories_;  // of a TIFF file's pages; empty: not looked for, or not to be found
     bool is_fax_ = false;
 };
 

@@ -2,6 +2,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -9,6 +10,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <filesystem>
 
 namespace orvimg
@@ -120,10 +122,35 @@ void enter_private_folder(const std::string& parent)
         std::memcpy(made, folder.c_str(), folder.size() + 1);
         if (mkdtemp(made) != nullptr && chdir(made) == 0) {
             std::memcpy(private_folder, made, folder.size() + 1);
+            // Held as long as a process of this run lives; one that nobody holds has been left behind.
+            flock(open(made, O_RDONLY | O_DIRECTORY | O_CLOEXEC), LOCK_SH | LOCK_NB);
             return;
         }
     }
     (void)!chdir("/");
+}
+
+void sweep_private_folders()
+{
+    constexpr time_t kYoung = 10;  // seconds in which one may be made and not yet held
+    std::error_code ignored;
+    const std::filesystem::path parent = std::filesystem::path(private_folder).parent_path();
+    for (const auto& entry : std::filesystem::directory_iterator(parent, ignored)) {
+        struct stat about = {};
+        const std::string path = entry.path();
+        if (!entry.path().filename().string().starts_with("orvimg-") || lstat(path.c_str(), &about) != 0 ||
+            !S_ISDIR(about.st_mode) || about.st_uid != geteuid() ||
+            time(nullptr) - about.st_mtim.tv_sec < kYoung) {
+            continue;
+        }
+        const int folder = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOFOLLOW);
+        if (folder >= 0 && flock(folder, LOCK_EX | LOCK_NB) == 0) {
+            std::filesystem::remove_all(entry.path(), ignored);
+        }
+        if (folder >= 0) {
+            close(folder);
+        }
+    }
 }
 
 // Workers that were killed have left their folders in this one.

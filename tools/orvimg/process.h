@@ -21,6 +21,9 @@ int start_folder();
 // folder for temporary files.
 void enter_private_folder(const std::string& parent = "");
 void leave_private_folder();
+
+// Removes the private folders of processes that were killed.
+void sweep_private_folders();
 std::string private_folder_name();  // empty where there is none
 
 // A file that is unlinked when this goes, or when a signal ends the process, unless `keep` was called.

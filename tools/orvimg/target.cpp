@@ -52,7 +52,36 @@ std::string descriptor_path(int descriptor)
     return "/proc/self/fd/" + std::to_string(descriptor);
 }
 
+// A file on each file system that holds targets to be flushed: one call flushes all of it.
+struct Unflushed {
+    dev_t device;
+    int descriptor;
+};
+std::vector<Unflushed> unflushed;
+
+void keep_for_flushing(int descriptor)
+{
+    struct stat about = {};
+    if (fstat(descriptor, &about) == 0 &&
+        std::ranges::find(unflushed, about.st_dev, &Unflushed::device) == unflushed.end()) {
+        unflushed.push_back({about.st_dev, dup(descriptor)});
+    }
+}
+
 }  // namespace
+
+void flush_targets()
+{
+    bool is_done = true;
+    for (const Unflushed& one : unflushed) {
+        is_done = syncfs(one.descriptor) == 0 && is_done;
+        close(one.descriptor);
+    }
+    unflushed.clear();
+    if (!is_done) {
+        throw Failure("cannot write", system_words(), ORV_SHORT_WRITE);
+    }
+}
 
 Target::Target(const std::string& name, Existing existing) : name_(name), existing_(existing)
 {
@@ -163,7 +192,7 @@ void Target::page_done()
     }
 }
 
-void Target::commit()
+void Target::commit(Flush flush)
 {
     size_ = bytes_so_far();
     if (pass_on_ >= 0) {
@@ -173,11 +202,14 @@ void Target::commit()
         }
         return;
     }
-    if (fsync(descriptor_) != 0) {
-        fail(system_words(), ORV_SHORT_WRITE);
-    }
-    if (!appends_) {
-        give_name();
+    const bool is_new = !appends_ && temporary_name_.empty() && flush == Flush::Later && give_new_name();
+    if (is_new) {
+        keep_for_flushing(descriptor_);
+    } else {
+        flush_now();
+        if (!appends_ && (!temporary_name_.empty() || !give_new_name())) {
+            replace_name();
+        }
     }
     appends_ = false;
     if (close(std::exchange(descriptor_, -1)) != 0) {
@@ -185,26 +217,38 @@ void Target::commit()
     }
 }
 
-// A file without a name can only take one that is free, so one that is taken is replaced in a second step.
-void Target::give_name()
+void Target::flush_now()
 {
-    const bool is_new_only = existing_ != Existing::Replace;
+    if (fsync(descriptor_) != 0) {
+        fail(system_words(), ORV_SHORT_WRITE);
+    }
+}
+
+// A file without a name can only take one that is free; false where it is taken and may be replaced.
+bool Target::give_new_name()
+{
+    const std::string from = descriptor_path(descriptor_);
+    if (linkat(AT_FDCWD, from.c_str(), folder_, base_.c_str(), AT_SYMLINK_FOLLOW) == 0) {
+        return true;
+    }
+    if (errno != EEXIST || existing_ != Existing::Replace) {
+        fail(system_words(), ORV_NOT_CREATED);
+    }
+    return false;
+}
+
+void Target::replace_name()
+{
     if (temporary_name_.empty()) {
-        const std::string from = descriptor_path(descriptor_);
-        if (linkat(AT_FDCWD, from.c_str(), folder_, base_.c_str(), AT_SYMLINK_FOLLOW) == 0) {
-            return;
-        }
-        if (errno != EEXIST || is_new_only) {
-            fail(system_words(), ORV_NOT_CREATED);
-        }
         flock(descriptor_, LOCK_EX | LOCK_NB);
         temporary_name_ = ".orvimg-" + std::to_string(getpid()) + "-new.tmp";
         temporary_ = std::make_unique<Leftover>(folder_, temporary_name_);
+        const std::string from = descriptor_path(descriptor_);
         if (linkat(AT_FDCWD, from.c_str(), folder_, temporary_name_.c_str(), AT_SYMLINK_FOLLOW) != 0) {
             fail(system_words(), ORV_NOT_CREATED);
         }
     }
-    const unsigned flags = is_new_only ? RENAME_NOREPLACE : 0;
+    const unsigned flags = existing_ == Existing::Replace ? 0 : RENAME_NOREPLACE;
     if (renameat2(folder_, temporary_name_.c_str(), folder_, base_.c_str(), flags) != 0) {
         fail(system_words(), ORV_NOT_CREATED);
     }

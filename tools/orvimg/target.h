@@ -10,6 +10,12 @@
 namespace orvimg
 {
 
+// When a new file reaches the disk. One that replaces another does so ahead of its name in any case.
+enum class Flush : uint8_t { AtOnce, Later };
+
+// Flushes the files of this process that were to be flushed later. Throws Failure.
+void flush_targets();
+
 enum class Existing : uint8_t { Replace, Refuse, Append };
 
 // A new file is written without a name, or under a temporary one, in the folder of its target, and gets the
@@ -28,14 +34,16 @@ public:
     // A page is whole: what comes before it stays, whatever becomes of the next.
     void page_done();
     // Throws Failure; the target is then as before.
-    void commit();
+    void commit(Flush flush = Flush::AtOnce);
     int64_t size() const { return size_; }  // bytes, once committed
 
 private:
     void open_existing();
     void open_new();
     void open_named();
-    void give_name();
+    bool give_new_name();
+    void replace_name();
+    void flush_now();
     void copy_out(int to);
     int64_t bytes_so_far() const;
     [[noreturn]] void fail(const std::string& why, int code) const;

@@ -14,19 +14,6 @@ namespace
 
 using Bytes = std::span<const uint8_t>;
 
-// Numbers of a file at a position; 0 behind its end.
-uint32_t number_at(Bytes file, size_t at, size_t count, bool is_big_endian = false)
-{
-    uint32_t number = 0;
-    if (at > file.size() || file.size() - at < count) {
-        return 0;
-    }
-    for (size_t i = 0; i < count; ++i) {
-        number = number << 8 | file[at + (is_big_endian ? i : count - 1 - i)];
-    }
-    return number;
-}
-
 std::string of_kind(const std::string& what)
 {
     return what + ", not read";
@@ -35,18 +22,18 @@ std::string of_kind(const std::string& what)
 // ---- BMP: the size of the header at 14; behind a header of 40 bytes, depth at 28 and compression at 30.
 std::string bmp_kind(Bytes file, int)
 {
-    const uint32_t header = number_at(file, 14, 4);
+    const uint32_t header = file_number(file, 14, 4);
     if (header != 12 && header != 40) {
         return of_kind("BMP header of " + std::to_string(header) + " bytes");
     }
-    const uint32_t bits = number_at(file, header == 12 ? 24 : 28, 2);
+    const uint32_t bits = file_number(file, header == 12 ? 24 : 28, 2);
     if (bits == 2 || bits == 16 || bits == 32) {
         return of_kind("BMP of " + std::to_string(bits) + " bits a pixel");
     }
-    if (header == 40 && number_at(file, 30, 4) > 2) {
-        return of_kind("BMP compression " + std::to_string(number_at(file, 30, 4)));
+    if (header == 40 && file_number(file, 30, 4) > 2) {
+        return of_kind("BMP compression " + std::to_string(file_number(file, 30, 4)));
     }
-    const bool is_upside_down = header == 40 && (number_at(file, 22, 4) & 0x80000000U) != 0;
+    const bool is_upside_down = header == 40 && (file_number(file, 22, 4) & 0x80000000U) != 0;
     return is_upside_down ? of_kind("BMP with its top row first") : "";
 }
 
@@ -65,16 +52,16 @@ constexpr int kMostDirectories = 4096;
 TiffFields tiff_fields(Bytes file, uint32_t directory, bool is_big)
 {
     TiffFields fields;
-    const uint32_t count = number_at(file, directory, 2, is_big);
+    const uint32_t count = file_number(file, directory, 2, is_big);
     for (uint32_t i = 0; i < count; ++i) {
         const size_t entry = directory + size_t{2} + size_t{12} * i;
-        const uint32_t type = number_at(file, entry + 2, 2, is_big);
-        const uint32_t values = number_at(file, entry + 4, 4, is_big);
+        const uint32_t type = file_number(file, entry + 2, 2, is_big);
+        const uint32_t values = file_number(file, entry + 4, 4, is_big);
         const uint32_t width = type == 3 ? 2 : 4;
         // Values that don't fit into the entry lie elsewhere; all are taken to be as the first.
-        const size_t place = values * width > 4 ? number_at(file, entry + 8, 4, is_big) : entry + 8;
-        const uint32_t value = number_at(file, place, width, is_big);
-        switch (number_at(file, entry, 2, is_big)) {
+        const size_t place = values * width > 4 ? file_number(file, entry + 8, 4, is_big) : entry + 8;
+        const uint32_t value = file_number(file, place, width, is_big);
+        switch (file_number(file, entry, 2, is_big)) {
         case 258: fields.bits = value; break;
         case 259: fields.compression = value; break;
         case 284: fields.planes = value; break;
@@ -106,14 +93,14 @@ std::string compression_name(uint32_t compression)
 
 std::string tiff_kind(Bytes file, int page)
 {
-    const bool is_big = number_at(file, 0, 2) == 0x4D4D;
-    if (number_at(file, 2, 2, is_big) == 43) {
+    const bool is_big = file_number(file, 0, 2) == 0x4D4D;
+    if (file_number(file, 2, 2, is_big) == 43) {
         return of_kind("BigTIFF");
     }
-    uint32_t directory = number_at(file, 4, 4, is_big);
+    uint32_t directory = file_number(file, 4, 4, is_big);
     for (int i = 1; i < page && i < kMostDirectories && directory != 0; ++i) {
-        const uint32_t count = number_at(file, directory, 2, is_big);
-        directory = number_at(file, directory + size_t{2} + size_t{12} * count, 4, is_big);
+        const uint32_t count = file_number(file, directory, 2, is_big);
+        directory = file_number(file, directory + size_t{2} + size_t{12} * count, 4, is_big);
     }
     const TiffFields fields = tiff_fields(file, directory, is_big);
     const bool is_read = (fields.compression >= 1 && fields.compression <= 5) || fields.compression == 32773;
@@ -133,8 +120,8 @@ std::string tiff_kind(Bytes file, int page)
 
 std::string pcx_kind(Bytes file, int)
 {
-    const uint32_t bits = number_at(file, 3, 1);
-    const uint32_t planes = number_at(file, 65, 1);
+    const uint32_t bits = file_number(file, 3, 1);
+    const uint32_t planes = file_number(file, 65, 1);
     const uint32_t all = bits * planes;
     const bool is_read = all == 1 || all == 3 || all == 4 || all == 8 || all == 24;
     return is_read
@@ -144,7 +131,7 @@ std::string pcx_kind(Bytes file, int)
 
 std::string tga_kind(Bytes file, int)
 {
-    const uint32_t type = number_at(file, 2, 1);
+    const uint32_t type = file_number(file, 2, 1);
     return type > 11 ? of_kind("TGA of type " + std::to_string(type)) : "";
 }
 
@@ -153,23 +140,23 @@ std::string tga_kind(Bytes file, int)
 
 std::string wpg_kind(Bytes file, int)
 {
-    if (number_at(file, 9, 1) != 0x16) {
-        return of_kind("WordPerfect file of type " + std::to_string(number_at(file, 9, 1)));
+    if (file_number(file, 9, 1) != 0x16) {
+        return of_kind("WordPerfect file of type " + std::to_string(file_number(file, 9, 1)));
     }
-    if (number_at(file, 10, 1) > 1) {
-        return of_kind("WPG version " + std::to_string(number_at(file, 10, 1)));
+    if (file_number(file, 10, 1) > 1) {
+        return of_kind("WPG version " + std::to_string(file_number(file, 10, 1)));
     }
     uint32_t bits = 0;
     for (size_t at = 16; at + 1 < file.size();) {
-        const uint32_t type = number_at(file, at, 1);
-        const uint32_t word = number_at(file, at + 2, 2);
-        const bool is_short = number_at(file, at + 1, 1) < 0xFF;
+        const uint32_t type = file_number(file, at, 1);
+        const uint32_t word = file_number(file, at + 2, 2);
+        const bool is_short = file_number(file, at + 1, 1) < 0xFF;
         const bool is_long = !is_short && (word & 0x8000U) != 0;
-        const size_t length = is_short  ? number_at(file, at + 1, 1)
-                              : is_long ? (word & 0x7FFFU) << 16 | number_at(file, at + 4, 2)
+        const size_t length = is_short  ? file_number(file, at + 1, 1)
+                              : is_long ? (word & 0x7FFFU) << 16 | file_number(file, at + 4, 2)
                                         : word;
         at += is_short ? 2 : is_long ? 6 : 4;
-        bits = type == 11 ? number_at(file, at + 4, 2) : type == 20 ? number_at(file, at + 14, 2) : bits;
+        bits = type == 11 ? file_number(file, at + 4, 2) : type == 20 ? file_number(file, at + 14, 2) : bits;
         at = type == 16 ? file.size() : at + length;
     }
     return bits == 0   ? of_kind("WPG without a bitmap")
@@ -181,10 +168,10 @@ std::string wpg_kind(Bytes file, int)
 
 std::string eps_kind(Bytes file, int page)
 {
-    const uint32_t tiff = number_at(file, 20, 4);
+    const uint32_t tiff = file_number(file, 20, 4);
     if (tiff == 0) {
-        return of_kind(number_at(file, 12, 4) != 0 ? "EPS whose preview is a metafile"
-                                                   : "EPS without a preview");
+        return of_kind(file_number(file, 12, 4) != 0 ? "EPS whose preview is a metafile"
+                                                     : "EPS without a preview");
     }
     if (tiff >= file.size()) {
         return of_kind("EPS whose preview lies outside the file");
@@ -236,6 +223,18 @@ constexpr OtherKind kOtherKinds[] = {
 };
 
 }  // namespace
+
+uint32_t file_number(std::span<const uint8_t> file, size_t at, size_t count, bool is_big_endian)
+{
+    uint32_t number = 0;
+    if (at > file.size() || file.size() - at < count) {
+        return 0;
+    }
+    for (size_t i = 0; i < count; ++i) {
+        number = number << 8 | file[at + (is_big_endian ? i : count - 1 - i)];
+    }
+    return number;
+}
 
 std::string why_unread(int format, std::span<const uint8_t> file, int page)
 {

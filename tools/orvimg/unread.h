@@ -8,6 +8,9 @@
 namespace orvimg
 {
 
+// A number of `count` bytes at a position of a file; 0 behind its end.
+uint32_t file_number(std::span<const uint8_t> file, size_t at, size_t count, bool is_big_endian = false);
+
 // "BMP header of 124 bytes, not read"; empty where the file shows nothing of that kind. `page` from 1.
 std::string why_unread(int format, std::span<const uint8_t> file, int page);
 
