@@ -59,11 +59,6 @@ cmake -G Ninja -S "$work/inside" -B "$work/whole" -DORV_SOURCES="$sources" -DCMA
 ninja -C "$work/whole" CMakeFiles/crop.dir"$sources"/examples/crop.c.o \
     _deps/orvimg32-build/CMakeFiles/orv_objects.dir/frame/rows.cpp.o >/dev/null
 [ ! -e "$work/tree/bin/orvimg" ] || "$work/tree/bin/orvimg" --version >/dev/null
-# shellcheck disable=SC2016
-[ ! -e "$work/tree/bin/orvimg" ] || PATH=$work/tree/bin:$PATH bash -c '
-    source "$1/share/bash-completion/completions/orvimg"
-    COMP_WORDS=(orvimg bat) COMP_CWORD=1
-    _orvimg
-    [ "${COMPREPLY[*]}" = batch ]' - "$work/tree"
+[ ! -e "$work/tree/bin/orvimg" ] || /usr/bin/python3 "$sources/tests/install/completion_test.py" "$work/tree"
 [ ! -e "$work/tree/share/man/man1/orvimg.1" ] || man --warnings -l "$work/tree/share/man/man1/orvimg.1" >/dev/null
 echo "installed, compiled, cropped"

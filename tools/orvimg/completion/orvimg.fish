@@ -1,5 +1,10 @@
 # fish completion for orvimg: the program itself knows its commands, options and words.
 function __orvimg_complete
-    orvimg complete (commandline -opc)[2..-1] (commandline -ct) 2>/dev/null | string match -v FILES
+    set -l found (orvimg complete (commandline -opc)[2..-1] (commandline -ct) 2>/dev/null)
+    if test "$found" = FILES
+        __fish_complete_path (commandline -ct)
+    else
+        string split \n -- $found
+    end
 end
-complete -c orvimg -a '(__orvimg_complete)'
+complete -c orvimg -f -a '(__orvimg_complete)'
