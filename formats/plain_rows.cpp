@@ -16,7 +16,7 @@ void read_plain_row(StreamHandle stream, PictureSink& sink, i32 row)
         std::memset(place + came, 0, sink.stride - came);
         picture_note(sink, kNoteDataEnded);
     }
-    row_done(sink, row, came < sink.row_bytes ? RowState::Repaired : RowState::Whole);
+    row_done(sink, row, row_state(came, sink.row_bytes));
 }
 
 }  // namespace
@@ -36,7 +36,7 @@ i16 read_plain_rows(StreamHandle stream, PictureSink& sink)
         const usize rest = came % sink.stride;
         std::memset(rows + came, 0, sink.stride - rest);
         picture_note(sink, kNoteDataEnded);
-        row_done(sink, row--, rest < sink.row_bytes ? RowState::Repaired : RowState::Whole);
+        row_done(sink, row--, row_state(rest, sink.row_bytes));
     }
     for (; row >= 0; --row) {
         read_plain_row(stream, sink, row);

@@ -34,7 +34,9 @@ i32 count_marked(const u64* set)
 
 void arrived(PictureSink& sink, i32 row, RowState state)
 {
-    mark(sink.came, row);
+    if (state != RowState::Missing) [[likely]] {
+        mark(sink.came, row);
+    }
     if (state == RowState::Repaired) [[unlikely]] {
         mark(sink.repaired, row);
     }

@@ -16,8 +16,15 @@
 namespace orv
 {
 
-// How a row arrived. Repaired: something in it was made up, repeated or cut.
-enum class RowState : u8 { Whole, Repaired };
+// How a row arrived. Repaired: something in it was made up, repeated or cut. Missing: all of it is zero, as the
+// file has none of its bytes; it is handed over all the same.
+enum class RowState : u8 { Whole, Repaired, Missing };
+
+// Of a row of which `came` bytes came of those that are `needed`.
+static inline RowState row_state(usize came, usize needed)
+{
+    return came >= needed ? RowState::Whole : came > 0 ? RowState::Repaired : RowState::Missing;
+}
 
 // One bit a row.
 inline constexpr usize kRowSetWords = (usize{kMaxSide} + 63) / 64;

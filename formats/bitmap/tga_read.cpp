@@ -144,7 +144,7 @@ i32 rows_read_in_place(StreamHandle stream, const TgaFile& file, PictureSink& si
         return whole;
     }
     std::memset(rows + came, 0, sink.stride - came % sink.stride);
-    row_done(sink, sink.height - 1 - whole, RowState::Repaired);
+    row_done(sink, sink.height - 1 - whole, row_state(came % sink.stride, sink.row_bytes));
     picture_note(sink, kNoteDataEnded);
     return whole + 1;
 }
@@ -163,7 +163,7 @@ void rows_read_raw(StreamHandle stream, const TgaFile& file, PictureSink& sink, 
             picture_note(sink, kNoteDataEnded);
         }
         row_convert(file, to, place);
-        row_done(sink, number, came < file.row_bytes ? RowState::Repaired : RowState::Whole);
+        row_done(sink, number, row_state(came, file.row_bytes));
     }
 }
 

@@ -30,7 +30,8 @@ struct OrvLoadReport {
     int32_t rows;          /* rows of the picture */
     int32_t rows_whole;    /* rows that came as the file says */
     int32_t rows_repaired; /* rows in which something was made up, repeated or cut */
-    int32_t rows_missing;  /* rows that did not come: zero in the image, not given to a RowCallback */
+    int32_t rows_missing;  /* rows of which nothing came: zero; a RowCallback gets them in
+                              uncompressed BMP, TGA and WMF files alone */
     char reason[96];       /* a short text, empty where every row is whole; always terminated */
 };
 

@@ -182,6 +182,7 @@ TEST(Load, TellsWhatItCouldNotRead)
     EXPECT_GT(cut.rows_repaired, 0);
     EXPECT_EQ(cut.rows_whole + cut.rows_repaired + cut.rows_missing, cut.rows);
     EXPECT_STREQ(cut.reason, "the data ends early");
+    EXPECT_EQ(load(54).rows_missing, whole.rows) << "a header alone";
     EXPECT_EQ(load(10).rows, 0) << "a failed load has no rows";
     std::vector<u8> runs = read_file(data_path("bmp/im_rle8.bmp"));
     runs.resize(runs.size() / 2);

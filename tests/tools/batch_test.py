@@ -10,7 +10,7 @@ import sys
 import tempfile
 import time
 
-orvimg, data = sys.argv[1:3]
+orvimg, data = (os.path.abspath(p) for p in sys.argv[1:3])
 count = int(sys.argv[3]) if len(sys.argv) > 3 else 300
 kills = int(sys.argv[4]) if len(sys.argv) > 4 else 5
 random.seed(7)
@@ -39,7 +39,10 @@ def make_shelf(folder):
         name = "%05d" % i + ("" if i % 6 == 0 else os.path.splitext(source)[1])
         place = os.path.join(folder, "shelf %d" % (i % 7), "box" if i % 3 else "")
         os.makedirs(place, exist_ok=True)
-        open(os.path.join(place, name), "wb").write(content)
+        if i % 50 == 49:
+            os.symlink("nowhere", os.path.join(place, name))  # can't be read
+        else:
+            open(os.path.join(place, name), "wb").write(content)
 
 
 def tree(folder):
@@ -47,7 +50,8 @@ def tree(folder):
     for root, _, names in os.walk(folder):
         for name in names:
             path = os.path.join(root, name)
-            found[os.path.relpath(path, folder)] = hashlib.sha256(open(path, "rb").read()).hexdigest()
+            if os.path.exists(path):
+                found[os.path.relpath(path, folder)] = hashlib.sha256(open(path, "rb").read()).hexdigest()
     return found
 
 
@@ -113,18 +117,32 @@ with tempfile.TemporaryDirectory() as work:
     check(not wrong, "statuses differ: %s" % wrong[:3])
     check(resumed == whole, "the resumed run ends with %d" % resumed)
 
+    # A worker that dies costs what it had at hand, and nothing else.
+    process = subprocess.Popen(command("out5", "--report", "run5.jsonl"), stderr=subprocess.DEVNULL)
+    time.sleep(seconds / 4)
+    for worker in subprocess.run(["pgrep", "-P", str(process.pid)], capture_output=True, text=True).stdout.split()[:1]:
+        os.kill(int(worker), signal.SIGKILL)
+    check(process.wait() == whole, "a run that lost a worker goes on")
+    lost = statuses("run5.jsonl")
+    changed = [n for n in told if lost[n][0] != told[n][0]]
+    check(len(changed) <= 1 and all(lost[n][0] == "failed" for n in changed), "a lost worker costs: %s" % changed[:5])
+    kept = {path: digest for path, digest in expected.items() if path in tree("out5")}
+    check(tree("out5") == kept and len(expected) - len(kept) <= 9, "a lost worker leaves whole outputs alone")
+
     # An interruption is told and can be resumed.
     process = subprocess.Popen(command("out3", "--resume", "run3.jsonl"), stderr=subprocess.DEVNULL)
     time.sleep(seconds / 4)
     process.send_signal(signal.SIGINT)
-    check(process.wait() in (130, 1), "an interruption is exit status 130")
+    status = process.wait()
+    check(status == (130 if len(statuses("run3.jsonl")) < count else whole), "an interruption ends with %d" % status)
 
     # The recipe with GNU parallel: shares of a list, reports added up.
-    recipe = ("find in -type f -print0 | parallel -0 --pipe -N %d -j2 "
+    recipe = ("find in ! -type d -print0 | parallel -0 --pipe -N %d -j2 "
               "'%s batch --files-from - -0 --base in -o out4 --to bmp -q --report run4-{#}.jsonl'" % (count // 4 + 1, orvimg))
     subprocess.run(["bash", "-c", recipe], stderr=subprocess.DEVNULL)
     check(tree("out4") == expected, "the shares by GNU parallel give the whole run's outputs")
     total = json.loads(subprocess.run(f"{orvimg} report --json run4-*.jsonl", shell=True, capture_output=True, text=True).stdout)
-    check(str(count) in json.dumps(total), "the merged report counts all inputs")
+    counts = {kind: sum(status == kind for status, _ in told.values()) for kind in sorted(kinds)}
+    check(total["inputs"] == count and all(total[k] == n for k, n in counts.items()), "the merged report has %s" % total)
     check(tree("in") == before, "no input is changed")
-    print("%d files, %.1f s, %d kills: %s" % (count, seconds, kills, {k: sum(1 for s, _ in told.values() if s == k) for k in sorted(kinds)}))
+    print("%d files, %.1f s, %d kills: %s" % (count, seconds, kills, counts))
