@@ -108,6 +108,22 @@ TEST(Print, EveryPageOfAFaxIsAPageOfTheJob)
     }
 }
 
+TEST(Print, ASidewaysPictureIsATurnedOne)
+{
+    const std::string photo = data_path("demo/photo.bmp");
+    ASSERT_TRUE(run(std::string(ORVIMG) + " convert " + photo + " dots.bmp --gray --dither diffusion"));
+    for (const std::string& picture :
+         {photo, std::string("dots.bmp"), data_path("bmp/im_1.bmp"), data_path("bmp/im_4.bmp"),
+          data_path("bmp/im_8.bmp"), data_path("gif/palette-netpbm-interlaced.gif")}) {
+        ASSERT_TRUE(run(std::string(ORVIMG) + " convert " + picture + " turned.bmp --rotate 90"));
+        for (const char* bits : {" --bits 1", " --bits 24"}) {
+            ASSERT_TRUE(run(kPrint + picture + " --landscape --to side.pwg" + bits));
+            ASSERT_TRUE(run(kPrint + "turned.bmp --to turned.pwg" + bits));
+            EXPECT_TRUE(read_file("side.pwg") == read_file("turned.pwg")) << picture << bits;
+        }
+    }
+}
+
 TEST(Print, TheExampleDraws)
 {
     const std::string photo = data_path("demo/photo.bmp");

@@ -181,7 +181,19 @@ def survival():
     check(False in seen, "no run was killed in time")
 
 
-for part in (arguments, damage, survival):
+def memory():
+    """A picture lies in memory once, also where it is printed on its side."""
+    run("convert PHOTO big.jpg --resize 4000x4000")
+    peaks = []
+    for more in ([], ["--landscape"]):
+        process = subprocess.Popen([orvimg, "print", "big.jpg", "--to", "out.pwg", "--bits", "24", *more])
+        _, status, usage = os.wait4(process.pid, 0)
+        check(status == 0, "printing ends with %d" % status)
+        peaks.append(usage.ru_maxrss)
+    check(abs(peaks[1] - peaks[0]) < 4096, "peaks of %s KB" % peaks)
+
+
+for part in (arguments, damage, survival, memory):
     with tempfile.TemporaryDirectory() as folder:
         os.chdir(folder)
         part()

@@ -14,6 +14,7 @@
 #include "orvimg32/sized.h"
 #include "process.h"
 #include "report.h"
+#include "turned_load.h"
 #include "unread.h"
 
 namespace orvimg
@@ -203,10 +204,12 @@ int16_t PictureFile::aim(int page)
     return 0;
 }
 
-Picture PictureFile::load(int page, Condition& condition)
+Picture PictureFile::load(int page, Condition& condition, bool is_turned)
 {
     require_page(page);
-    const int16_t handle = IMG_decompress_bitmap_mem_sized(bytes_.data(), size(), aim(page));
+    const int16_t asked = aim(page);
+    const int16_t handle =
+        is_turned ? load_turned(bytes_, asked) : IMG_decompress_bitmap_mem_sized(bytes_.data(), size(), asked);
     condition = last_condition();
     aim(1);
     if (handle < 0) {
@@ -266,10 +269,10 @@ std::string PictureFile::emptiness(int page, const Condition& condition, int& co
     return "no row of it can be read" + (condition.reason.empty() ? "" : ": " + condition.reason);
 }
 
-Picture load_page(PictureFile& file, int page, const Options& options, int& status)
+Picture load_page(PictureFile& file, int page, const Options& options, int& status, bool is_turned)
 {
     Condition condition;
-    Picture picture = file.load(page, condition);
+    Picture picture = file.load(page, condition, is_turned);
     if (condition.is_damaged()) {
         if (options.strict) {
             throw Failure(file.page_name(page) + " is damaged", condition.words(), ORV_BAD_DATA);

@@ -52,8 +52,8 @@ public:
     // page, and gives the page number, from 0, to ask the library for. `aim(1)` undoes it.
     int16_t aim(int page);
 
-    // Throws Failure where no picture comes, or one without a single row.
-    Picture load(int page, Condition& condition);
+    // Throws Failure where no picture comes, or one without a single row. Turned: as load_turned has it.
+    Picture load(int page, Condition& condition, bool is_turned = false);
 
     // "page 2 of fax.tif", or the file's name alone for the first page.
     std::string page_name(int page) const;
@@ -81,6 +81,6 @@ private:
 
 // Loads a page, and says on stderr what is damaged. `status` becomes kExitDamaged then. Throws Failure, with
 // --strict for damage too.
-Picture load_page(PictureFile& file, int page, const Options& options, int& status);
+Picture load_page(PictureFile& file, int page, const Options& options, int& status, bool is_turned = false);
 
 }  // namespace orvimg

@@ -48,15 +48,12 @@ struct Inches {
 };
 
 // The size that the picture says it has; a dot of the printer a pixel where it says nothing.
-Inches own_size(const Picture& picture, const PageFormat& page, bool is_turned)
+Inches own_size(const Picture& picture, const PageFormat& page)
 {
     ImageHeader header;
     IMGLOW_get_bitmap_header(picture.handle(), &header);
     double across = header.info.biXPelsPerMeter;  // dots an inch
     double down = header.info.biYPelsPerMeter;
-    if (is_turned) {
-        std::swap(across, down);
-    }
     if (across < 1 || down < 1) {
         across = down = page.dpi;
     }
@@ -146,12 +143,11 @@ void require(int16_t result, const std::string& what)
 void print_picture(const Picture& picture, const std::string& what, const Options& options,
                    const PageFormat& page, const Printer& printer, PrintedPage& printed)
 {
-    const bool is_turned = options.print.is_landscape;
-    if (is_turned) {
-        require(IMG_rotate_bitmap(picture.handle(), 90), what);
+    // Loaded with its rows as columns, a picture needs no more than that to lie on its side.
+    if (!options.print.is_landscape) {
+        turn_rows_over(picture);
     }
-    turn_rows_over(picture);
-    const Placement place = place_on(page, options.print, own_size(picture, page, is_turned));
+    const Placement place = place_on(page, options.print, own_size(picture, page));
     orv_device_set_callback(printer.device(), PrintedPage::take_band, &printed);
     const auto number = [](int value) {
         return static_cast<int16_t>(std::clamp(value, -kMostPixels, kMostPixels));
@@ -210,7 +206,7 @@ int run_print(const Options& options)
         PictureFile file(input);
         const int pages = file.page_count();
         for (int number = 1; number <= pages; ++number) {
-            const Picture picture = load_page(file, number, options, status);
+            const Picture picture = load_page(file, number, options, status, options.print.is_landscape);
             std::unique_ptr<PngWriter> preview;
             if (!options.print.preview.empty()) {
                 preview =
