@@ -1,5 +1,7 @@
 #include "formats/jpeg/jpeg_bits.h"
 
+#include <algorithm>
+
 #include "formats/jpeg/jpeg.h"
 
 namespace orv
@@ -26,11 +28,14 @@ usize bytes_to_eoi(std::span<const u8> bytes)
 
 void borrow_more(JpegBits& bits)
 {
-    stream_skip(bits.stream, static_cast<u32>(bits.next - bits.start));
+    const u32 taken = static_cast<u32>(bits.next - bits.start);
+    stream_skip(bits.stream, taken);
+    bits.most -= taken;
     std::span<const u8> bytes = stream_borrow(bits.stream, kInputBytes);
     if (stream_is_unbounded(bits.stream)) {
         bytes = bytes.first(bytes_to_eoi(bytes));
     }
+    bytes = bytes.first(std::min<usize>(bytes.size(), bits.most));
     bits.start = bytes.data();
     bits.next = bytes.data();
     bits.end = bytes.data() + bytes.size();
@@ -39,10 +44,11 @@ void borrow_more(JpegBits& bits)
 
 }  // namespace
 
-JpegBits jpeg_bits_open(StreamHandle stream)
+JpegBits jpeg_bits_open(StreamHandle stream, u32 most)
 {
     JpegBits bits{};
     bits.stream = stream;
+    bits.most = most;
     borrow_more(bits);
     return bits;
 }

@@ -16,6 +16,7 @@ struct JpegBits {
     const u8* start;  // bytes borrowed of the stream, which stands there
     const u8* next;
     const u8* end;
+    u32 most;      // bytes from `start` on that belong to the data
     bool ended;    // no bytes will come behind `end`
     bool damaged;  // a code came that its table does not hold; kept here for whoever reports it
     u64 made_up;   // zero bits given behind the end of the data
@@ -26,8 +27,10 @@ struct JpegBits {
 // The most that a call of jpeg_refill leaves to take.
 inline constexpr u32 kBitsAfterRefill = 56;
 
-// Starts at the stream's position. Of memory of unknown size nothing behind an EOI marker is looked at.
-JpegBits jpeg_bits_open(StreamHandle stream);
+// Starts at the stream's position; the data has `most` bytes at most. Of memory of unknown size nothing behind
+// an EOI marker is looked at.
+inline constexpr u32 kAllBytes = 0xFFFFFFFF;
+JpegBits jpeg_bits_open(StreamHandle stream, u32 most = kAllBytes);
 
 // The same byte by byte, where an FF or the end of the borrowed bytes is near. By value, so that a caller's
 // copy can stay in registers.

@@ -116,8 +116,10 @@ bool frame_read(StreamHandle stream, u32 length, bool baseline, JpegFrameHeader&
     frame.components = bytes[6] == kColour ? kColour : kGrayAlone;
     for (usize i = 0; i < kJpegComponents; ++i) {
         const u8* const entry = bytes.data() + 7 + 3 * i;
-        frame.component[i] = {
-            .h = entry[1] >> 4, .v = entry[1] & 15, .quant_selector = table_number(entry[2], standard)};
+        frame.component[i] = {.identifier = entry[0],
+                              .h = entry[1] >> 4,
+                              .v = entry[1] & 15,
+                              .quant_selector = table_number(entry[2], standard)};
     }
     if (standard && frame.components == kGrayAlone) {
         frame.component[0].h = 1;  // a scan of one component is not interleaved
@@ -134,32 +136,73 @@ void scan_read(StreamHandle stream, u32 length, bool standard, JpegScanHeader& s
     scan.components = bytes[0];
     for (usize i = 0; i < kJpegComponents; ++i) {
         const u8 selectors = bytes[2 + 2 * i];
+        scan.identifier[i] = bytes[1 + 2 * i];
+        scan.component[i] = i;
         scan.dc_selector[i] = table_number(selectors >> 4, standard);
         scan.ac_selector[i] = table_number(selectors & 15, standard);
     }
 }
 
-// What a scan needs of the headers. Only components that the scan has are looked at.
-ErrorCode headers_check(const JpegFile& file)
+// Finds the components of a scan of some by their identifiers. False for one that the frame lacks or that comes
+// twice.
+bool scan_components_find(JpegFile& file)
+{
+    u32 found = 0;  // a bit for each
+    for (usize i = 0; i < file.scan.components; ++i) {
+        usize number = 0;
+        while (number < file.frame.components &&
+               file.frame.component[number].identifier != file.scan.identifier[i]) {
+            ++number;
+        }
+        if (number == file.frame.components || (found >> number & 1) != 0) {
+            return false;
+        }
+        found |= 1U << number;
+        file.scan.component[i] = number;
+    }
+    return true;
+}
+
+bool component_check(const JpegFrameHeader& frame, usize i)
+{
+    const JpegFrameComponent& first = frame.component[0];
+    const JpegFrameComponent& component = frame.component[i];
+    return component.h >= 1 && component.h <= kJpegMaxFactor && component.v >= 1 &&
+           component.v <= kJpegMaxFactor && component.h <= first.h && component.v <= first.v &&
+           component.quant_selector < kJpegTables;
+}
+
+bool scan_tables_check(const JpegFile& file)
+{
+    for (usize i = 0; i < std::min(file.frame.components, file.scan.components); ++i) {
+        if (file.scan.dc_selector[i] >= kJpegTables || file.scan.ac_selector[i] >= kJpegTables) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// What a scan needs of the headers. Of a picture in one scan only components that the scan has are looked at.
+ErrorCode headers_check(JpegFile& file)
 {
     const JpegFrameHeader& frame = file.frame;
-    if (!frame.present || file.scan.components == 0 || file.scan.components > kJpegComponents) {
+    if (!frame.present || file.scan.components == 0 || file.scan.components > kJpegComponents ||
+        (frame.standard && file.scan.components > frame.components)) {
         return kBadData;
     }
-    if (frame.standard && file.scan.components != frame.components) {
-        return file.scan.components < frame.components ? kNotSupported : kBadData;
+    file.in_scans = frame.standard && file.scan.components < frame.components;
+    if (file.in_scans && !scan_components_find(file)) {
+        return kBadData;
     }
-    const JpegFrameComponent& first = frame.component[0];
-    for (usize i = 0; i < std::min(frame.components, file.scan.components); ++i) {
-        const JpegFrameComponent& component = frame.component[i];
-        if (component.h < 1 || component.h > kJpegMaxFactor || component.v < 1 ||
-            component.v > kJpegMaxFactor || component.h > first.h || component.v > first.v ||
-            component.quant_selector >= kJpegTables || file.scan.dc_selector[i] >= kJpegTables ||
-            file.scan.ac_selector[i] >= kJpegTables) {
+    for (usize i = file.scan.components; i < kJpegComponents && !file.in_scans; ++i) {
+        file.frame.component[i] = {.identifier = 0, .h = 1, .v = 1, .quant_selector = 0};  // stays as it is
+    }
+    for (usize i = 0; i < frame.components; ++i) {
+        if (!component_check(frame, i)) {
             return kBadData;
         }
     }
-    return kOk;
+    return scan_tables_check(file) ? kOk : kBadData;
 }
 
 // --- The walk ---
@@ -169,6 +212,12 @@ struct Segment {
     u32 length;
     u32 next;  // position behind it
 };
+
+bool is_frame(u8 marker)
+{
+    return marker >= kJpegSof0 && marker <= kJpegSof15 && marker != kJpegDht && marker != kJpegJpg &&
+           marker != kJpegDac;
+}
 
 // Markers without a length.
 bool stands_alone(u8 marker)
@@ -262,11 +311,46 @@ ErrorCode jpeg_read_headers(StreamHandle stream, u32 offset, JpegFile& file)
     if (!file.frame.standard) {
         file.colours = JpegColours::Video;
     }
+    file.data = segment.next;
     stream_seek_to(stream, segment.next);
-    for (usize i = file.scan.components; i < kJpegComponents; ++i) {
-        file.frame.component[i] = {.h = 1, .v = 1, .quant_selector = 0};  // a plane that stays as it is
-    }
     return headers_check(file);
+}
+
+u32 jpeg_data_end(StreamHandle stream, u32 position)
+{
+    constexpr u32 kLookedAt = 4000;
+    while (stream_seek_to(stream, position)) {
+        const std::span<const u8> bytes = stream_borrow(stream, kLookedAt);
+        const usize last = bytes.size() - (bytes.empty() ? 0 : 1);
+        for (usize i = 0; i < last; ++i) {
+            const u8 next = bytes[i + 1];
+            const bool is_data =
+                bytes[i] != 0xFF || next == 0 || next == 0xFF || (next >= kJpegRst0 && next <= kJpegRst7);
+            if (!is_data) {
+                return position + static_cast<u32>(i);
+            }
+        }
+        if (bytes.size() < kLookedAt) {
+            return position + static_cast<u32>(bytes.size());
+        }
+        position += static_cast<u32>(last);
+    }
+    return position;
+}
+
+bool jpeg_read_next_scan(StreamHandle stream, JpegFile& file)
+{
+    Segment segment{};
+    segment.next = file.data;
+    do {
+        if (!segment_read(stream, segment.next, segment) || segment.marker == kJpegEoi ||
+            is_frame(segment.marker) || !segment_take(stream, segment, file)) {
+            return false;
+        }
+    } while (segment.marker != kJpegSos);
+    file.data = segment.next;
+    return file.scan.components >= 1 && file.scan.components < file.frame.components &&
+           scan_components_find(file) && scan_tables_check(file);
 }
 
 }  // namespace orv

@@ -57,8 +57,9 @@ enum OrvWriting {
 
 /*
  * Sets what all loads from now on take, an OrvReading. It concerns
- *   JPEG  wide: frame headers in T.81's own layout (SOF0, SOF1 of 8 bits; one or three components in one
- *         scan), whose colours are JFIF's; fill bytes in front of markers; segments above 32,767 bytes.
+ *   JPEG  wide: frame headers in T.81's own layout (SOF0, SOF1 of 8 bits; one or three components), whose
+ *         colours are JFIF's; three components in several scans, for which a load takes three bytes a pixel;
+ *         fill bytes in front of markers; segments above 32,767 bytes.
  * Result: 0; ORV_NOT_SUPPORTED for any other value.
  */
 ORV_API int32_t orv_set_reading(int32_t reading);

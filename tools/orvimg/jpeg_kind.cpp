@@ -11,7 +11,7 @@ using Bytes = std::span<const uint8_t>;
 // The frame header of this library's own files has a byte more than T.81's of three components.
 constexpr size_t kDescribedLength = 18;
 
-// The first frame header, and what stands of a scan behind it.
+// The first frame header.
 struct Headers {
     unsigned process = 0;  // 0 to 15, as the marker SOFn says
     bool has_frame = false;
@@ -19,8 +19,9 @@ struct Headers {
     unsigned bits = 0;
     unsigned components = 0;
     Bytes factors;  // three bytes a component, the factors in the second
-    unsigned scan_components = 0;
 };
+
+bool is_standard_left = false;
 
 bool is_frame(uint8_t marker)
 {
@@ -61,7 +62,6 @@ Headers read_headers(Bytes file)
             take_frame(marker, segment, headers);
         }
         if (marker == 0xDA) {
-            headers.scan_components = length > 2 ? segment[2] : 0;
             break;
         }
         at += 2 + length;
@@ -81,6 +81,11 @@ std::string process_name(unsigned process)
 
 }  // namespace
 
+void leave_standard_jpeg(bool is_left)
+{
+    is_standard_left = is_left;
+}
+
 std::string jpeg_kind(Bytes file, int)
 {
     const Headers headers = read_headers(file);
@@ -94,8 +99,8 @@ std::string jpeg_kind(Bytes file, int)
         name = "JPEG of " + std::to_string(headers.bits) + " bits a sample";
     } else if (headers.components != 1 && headers.components != 3) {
         name = "JPEG of " + std::to_string(headers.components) + " components";
-    } else if (headers.scan_components < headers.components) {
-        name = "JPEG in several scans";
+    } else if (is_standard_left && !headers.is_described) {
+        return "JPEG with the frame header of T.81, which is read without --described";
     }
     return name.empty() ? "" : name + ", not read";
 }

@@ -8,6 +8,9 @@
 namespace orvimg
 {
 
+// Tells whether files with T.81's frame header are left unread, as --described has it.
+void leave_standard_jpeg(bool is_left);
+
 // "progressive JPEG, not read"; empty where the file shows no such kind.
 std::string jpeg_kind(std::span<const uint8_t> file, int page);
 

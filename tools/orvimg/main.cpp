@@ -7,6 +7,7 @@
 #include <new>
 
 #include "command_line.h"
+#include "jpeg_kind.h"
 #include "orvimg32/extra.h"
 #include "process.h"
 #include "report.h"
@@ -32,6 +33,7 @@ void choose_ways(const Options& options)
 {
     orv_set_reading(options.described ? ORV_READING_DESCRIBED : ORV_READING_WIDE);
     orv_set_writing(options.described ? ORV_WRITING_DESCRIBED : ORV_WRITING_STANDARD);
+    leave_standard_jpeg(options.described);
 }
 
 int run(const std::vector<std::string>& words)

@@ -20,6 +20,8 @@ make colour-optimised -quality 85 -optimize -sample 2x1
 make colour-restarts -quality 85 -restart 2B -sample 2x1
 make colour-restart-rows -quality 85 -restart 1 -sample 2x2 -optimize
 make colour-rgb -quality 85 -rgb
+make colour-scans -quality 85 -sample 2x2,2x1,1x2 -restart 7B -scans <(printf '2;\n0;\n1;\n')
+make colour-scans-of-two -quality 85 -sample 2x2 -restart 1 -optimize -scans <(printf '1 2;\n0;\n')
 make gray -quality 85 -grayscale
 make gray-sampled -quality 85 -grayscale -sample 2x2
 make gray-restarts -quality 85 -grayscale -restart 3B
@@ -35,4 +37,3 @@ done
 mkdir -p unread
 cjpeg -progressive -outfile unread/progressive.jpg "$motif"
 cjpeg -arithmetic -outfile unread/arithmetic.jpg "$motif"
-cjpeg -quality 75 -outfile unread/scans.jpg -scans <(printf '0;\n1;\n2;\n') "$motif"

@@ -113,9 +113,9 @@ TEST(JpegRead, WideReadingTakesWhatT81Allows)
     EXPECT_EQ(load_result(changed(gray, 0xC0, 4, 12)), ORV_BAD_DATA) << "12 bits a sample";
     EXPECT_EQ(load_result(changed(gray, 0xC0, 9, 3)), ORV_BAD_DATA) << "more components than the length has";
     EXPECT_EQ(load_result(changed(gray, 0xC0, 12, 4)), ORV_BAD_DATA) << "quantisation table 4";
+    EXPECT_EQ(load_result(changed(fixture("colour-scans"), 0xDA, 5, 9)), ORV_BAD_DATA) << "no such component";
     EXPECT_EQ(load_result(fixture("unread/progressive")), ORV_BAD_DATA);
     EXPECT_EQ(load_result(fixture("unread/arithmetic")), ORV_BAD_DATA);
-    EXPECT_EQ(load_result(fixture("unread/scans")), ORV_NOT_SUPPORTED);
 }
 
 // A file without tables is read by those of the file before it.
@@ -152,6 +152,16 @@ TEST(JpegRead, ReportTellsOfRowsThatWereMadeUp)
     EXPECT_GT(report.rows_repaired, 8);
     EXPECT_EQ(report.rows_whole + report.rows_repaired, 53);
     EXPECT_STREQ(report.reason, "the data ends early");
+
+    const Ways wide(ORV_READING_WIDE, ORV_WRITING_DESCRIBED);
+    const Bytes scans = fixture("colour-scans");
+    for (const int cut : {0, 20}) {
+        load_picture(Bytes(scans.begin(), scans.end() - cut));
+        orv_load_report(&report);
+        EXPECT_EQ(report.rows_whole == 53, cut == 0) << report.rows_whole;
+        EXPECT_EQ(report.rows_whole + report.rows_repaired, 53);
+        EXPECT_EQ(report.rows_whole > 0, true);
+    }
 }
 
 }  // namespace
