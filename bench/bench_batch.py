@@ -30,7 +30,7 @@ def compare(title, folder, count, to, peers):
     one, two = (min(seconds_of(f"{orvimg} batch {folder} -o out --to {to} -q --jobs {jobs}") for _ in range(3)) for jobs in (1, 2))
     print("%s: one worker %.0f a second, two %.0f, %.2f times" % (title, count / one, count / two, one / two))
     for name, command in peers:
-        if shutil.which(command.split()[0]):
+        if shutil.which(name.split()[0]):
             took = seconds_of(command)
             print("  %s %.0f a second; ours %.1f times" % (name, count / took, took / two))
 
@@ -46,8 +46,8 @@ with tempfile.TemporaryDirectory() as work:
     copies("page.tif", "pages", ".tif", pages)
     copies("photo.bmp", "bitmaps", ".bmp", bitmaps)
     compare("T.6 pages to PCX", "pages", pages, "pcx",
-            [("gm mogrify", "gm mogrify -output-directory out -create-directories -format pcx pages/*.tif"),
-             ("ImageMagick's mogrify", "mogrify -path out -format pcx pages/*.tif")])
+            [("gm batch", "for f in pages/*.tif; do echo convert $f out/${f#*/}.pcx; done | gm batch -"),
+             ("mogrify (ImageMagick)", "mogrify -path out -format pcx pages/*.tif")])
     compare("BMP to TIFF LZW", "bitmaps", bitmaps, "tiff-lzw",
-            [("gm mogrify", "gm mogrify -output-directory out -create-directories -compress LZW -format tif bitmaps/*.bmp"),
-             ("ImageMagick's mogrify", "mogrify -path out -compress LZW -format tif bitmaps/*.bmp")])
+            [("gm batch", "for f in bitmaps/*.bmp; do echo convert $f -compress LZW out/${f#*/}.tif; done | gm batch -"),
+             ("mogrify (ImageMagick)", "mogrify -path out -compress LZW -format tif bitmaps/*.bmp")])
