@@ -16,7 +16,9 @@ extern "C" int LLVMFuzzerTestOneInput(const u8* data, usize size);
 namespace
 {
 
-constexpr i32 kMostPixels = 1 << 20;  // of a destination: time goes into many draws
+// Time goes into many draws, not into large ones.
+constexpr i32 kMostPixels = 1 << 14;  // of a destination, scaled
+constexpr i32 kPictureSide = 80;      // of a picture, at most
 
 void require(bool holds, const char* promise)
 {
@@ -58,8 +60,8 @@ int make_picture(Bytes& in)
     const i32 bits = in.depth();
     ImageHeader header = {};
     header.info.biSize = kBitmapHeaderBytes;
-    header.info.biWidth = in.byte() + 1;
-    header.info.biHeight = in.byte() + 1;
+    header.info.biWidth = in.byte() % kPictureSide + 1;
+    header.info.biHeight = in.byte() % kPictureSide + 1;
     header.info.biPlanes = 1;
     header.info.biBitCount = static_cast<u16>(bits);
     const usize top = kBitmapHeaderBytes + static_cast<usize>(palette_bytes(header.info));
@@ -86,7 +88,12 @@ void read_band(HDC, const orv_stretch* call, void* user)
     }
 }
 
-HDC make_device(Bytes& in, u8& sum)
+struct Device {
+    HDC dc;
+    i32 shift;  // how much larger what is drawn becomes, in both directions together
+};
+
+Device make_device(Bytes& in, u8& sum)
 {
     const char* const technologies[] = {nullptr, "PostScript", "Raster", ""};
     const orv_device_traits traits = {.width = in.byte() + 1,
@@ -111,25 +118,27 @@ HDC make_device(Bytes& in, u8& sum)
                            .viewport_width = in.length(),
                            .viewport_height = in.length()};
     orv_device_set_mapping(device, &mapping);
-    return device;
+    const i32 shift = traits.scaling_shift_x + traits.scaling_shift_y;
+    return {device, traits.scaling_supported != 0 ? shift : 0};
 }
 
 // Whether a draw keeps within the time that a target has.
-bool is_small(HDC device, i16 width, i16 height)
+bool is_small(const Device& device, i16 width, i16 height)
 {
     orv_mapping m = {};
-    orv_device_get_mapping(device, &m);
+    orv_device_get_mapping(device.dc, &m);
     const auto pixels = [](i16 side, i32 viewport, i32 window) {
         const i64 mapped = i64{side} * viewport / window;
         return std::max(std::abs(i64{side}), std::abs(mapped)) + 1;
     };
-    return pixels(width, m.viewport_width, m.window_width) *
-               pixels(height, m.viewport_height, m.window_height) <
-           kMostPixels / 256;
+    const i64 across = pixels(width, m.viewport_width, m.window_width);
+    const i64 down = pixels(height, m.viewport_height, m.window_height);
+    return across * down << device.shift < kMostPixels;
 }
 
-void draw(Bytes& in, int handle, HDC device)
+void draw(Bytes& in, int handle, const Device& target)
 {
+    const HDC device = target.dc;
     IMG_set_croprect(handle, in.length(), in.length(), in.length(), in.length());
     IMG_get_dib_intern(handle)->raster_op = in.byte() < 200 ? 0x00CC0020 : static_cast<u32>(in.byte()) << 16;
     const i16 x = in.length(), y = in.length(), width = in.length(), height = in.length();
@@ -139,13 +148,13 @@ void draw(Bytes& in, int handle, HDC device)
     if (kind % 8 == 0) {
         IMG_bitmap_palette(handle, device);
     }
-    if (is_small(device, width, height)) {
+    if (is_small(target, width, height)) {
         const i16 result = kind % 3 == 0   ? IMG_display_bitmap(handle, device, x, y, width, height)
                            : kind % 3 == 1 ? IMG_print_bitmap(handle, device, x, y, width, height)
                                            : IMG_print_bitmap_fast(handle, device, x, y, width, height);
         require(result == 0, "a draw succeeds");
     }
-    if (kind % 5 == 0 && is_small(device, width, height)) {
+    if (kind % 5 == 0 && is_small(target, width, height)) {
         const i16 bitmap = IMG_dib_to_ddb(handle, width, height);
         IMG_display_ddb(bitmap, device, x, y);
         IMG_delete_bitmap(IMG_create_handle_ddb(bitmap, IMG_get_dib_intern(handle)->palette_object));
@@ -164,15 +173,15 @@ int LLVMFuzzerTestOneInput(const u8* data, usize size)
     u8 sum = 0;
     const int handle = make_picture(in);
     require(handle >= 0, "a sound picture makes a handle");
-    const HDC device = make_device(in, sum);
+    const Device device = make_device(in, sum);
     if (in.byte() % 2 == 0) {
-        orv_screen_set(device);
+        orv_screen_set(device.dc);
     }
     for (int i = 0; i < 4 && in.left > 0; ++i) {
         draw(in, handle, device);
     }
     IMG_delete_bitmap(handle);
-    orv_device_delete(device);
+    orv_device_delete(device.dc);
     require(orv_live_objects() == 0, "no object is left");
     require(platform::testing::live_blocks() == blocks, "no block is left");
     return 0;
