@@ -75,13 +75,19 @@ void PrintedPage::take_rows(const orv_stretch& band)
     const auto& header = *static_cast<const ImageHeader*>(band.header);
     choose_colours(header.info, header.palette);
     const int64_t stride = (int64_t{header.info.biWidth} * header.info.biBitCount + 31) / 32 * 4;
+    const uint8_t* placed = nullptr;  // the row that `line_` shows
     for (int r = 0; r < band.source_height; ++r) {
         const int line = band.y + band.height + r;
         if (line < next_line_ || line >= format_.height) {
             continue;
         }
         skip_to(line);
-        place_row(static_cast<const uint8_t*>(band.bits) + r * stride, header.info, band.x);
+        const uint8_t* const row = static_cast<const uint8_t*>(band.bits) + r * stride;
+        // Rows repeat where the picture is enlarged.
+        if (placed == nullptr || std::memcmp(row, placed, static_cast<size_t>(stride)) != 0) {
+            place_row(row, header.info, band.x);
+        }
+        placed = row;
         put_line(line_.data());
     }
 }
