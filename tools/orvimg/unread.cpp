@@ -124,10 +124,9 @@ std::string pcx_kind(Bytes file, int)
     const uint32_t planes = file_number(file, 65, 1);
     const uint32_t all = bits * planes;
     const bool is_read = all == 1 || all == 3 || all == 4 || all == 8 || all == 24;
-    return is_read
-               ? ""
-               : of_kind("PCX of " + std::to_string(planes) + (planes == 1 ? " plane of " : " planes of ") +
-                         std::to_string(bits) + (bits == 1 ? " bit" : " bits"));
+    return is_read ? ""
+                   : of_kind("PCX of " + std::to_string(planes) + (planes == 1 ? " plane of " : " planes of ") +
+                             std::to_string(bits) + (bits == 1 ? " bit" : " bits"));
 }
 
 std::string tga_kind(Bytes file, int)
