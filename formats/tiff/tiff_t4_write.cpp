@@ -70,18 +70,26 @@ void put_first_eol(StreamWriter& out, CcittEncoder& encoder, const T4Page& t4)
     ccitt_flush(encoder, out, begin, t4.fill_order);
 }
 
+// A row is asked for once a line, and before the progress of the line ahead of it is told.
 ErrorCode put_rows(StreamWriter& out, CcittEncoder& encoder, const T4Page& t4, PictureSource& source,
                    TiffProgress& progress)
 {
-    for (i32 y = 0; y < source.height; y += t4.lines.step) {
-        ccitt_take_row(encoder, row_take(source, source.height - 1 - y));
-        for (i32 copy = 1; copy <= t4.lines.copies; ++copy) {
-            put_line(out, encoder, t4);
-            if (out.failed) {
-                return kShortWrite;
-            }
-            tiff_progress_tick(progress, copy < t4.lines.copies ? y : y + t4.lines.step);
+    ccitt_take_row(encoder, row_take(source, source.height - 1));
+    tiff_progress_bump(progress);
+    i32 copies = t4.lines.copies;
+    for (i32 y = 0; y < source.height;) {
+        put_line(out, encoder, t4);
+        if (out.failed) {
+            return kShortWrite;
         }
+        if (--copies == 0) {
+            y += t4.lines.step;
+            copies = t4.lines.copies;
+        }
+        if (y < source.height) {
+            ccitt_take_row(encoder, row_take(source, source.height - 1 - y));
+        }
+        tiff_progress_tick(progress, y);
     }
     return kOk;
 }
@@ -96,7 +104,6 @@ i16 write_page(StreamWriter& out, CcittEncoder& encoder, const T4Page& t4, const
     if (t4.has_eols) {
         put_first_eol(out, encoder, t4);
     }
-    tiff_progress_bump(progress);
     if (const ErrorCode rows = put_rows(out, encoder, t4, source, progress); rows != kOk) {
         return rows;
     }

@@ -11,17 +11,22 @@ namespace orv
 namespace
 {
 
+// A row is asked for before the progress of the one ahead of it is told.
 ErrorCode put_rows(StreamWriter& out, CcittEncoder& encoder, PictureSource& source, TiffProgress& progress)
 {
-    for (i32 y = 0; y < source.height; ++y) {
-        const u8* const row = row_take(source, source.height - 1 - y);
+    const u8* row = row_take(source, source.height - 1);
+    tiff_progress_bump(progress);
+    for (i32 y = 0; y < source.height;) {
         u8* const begin = ccitt_begin(encoder, out);
         ccitt_put_row_2d(encoder, row);
         ccitt_flush(encoder, out, begin, kFillOrderReversed);
         if (out.failed) {
             return kShortWrite;
         }
-        tiff_progress_tick(progress, y + 1);
+        if (++y < source.height) {
+            row = row_take(source, source.height - 1 - y);
+        }
+        tiff_progress_tick(progress, y);
     }
     return kOk;
 }
@@ -44,7 +49,6 @@ i16 write_page(StreamWriter& out, CcittEncoder& encoder, const TiffPage& page, P
     if (const ErrorCode setup = ccitt_encode_setup(encoder, source.width, source.width); setup != kOk) {
         return setup;
     }
-    tiff_progress_bump(progress);
     if (const ErrorCode rows = put_rows(out, encoder, source, progress); rows != kOk) {
         return rows;
     }

@@ -395,6 +395,37 @@ TEST(TiffWrite, Progress)
     IMG_delete_bitmap(handle);
 }
 
+// Rows as they are asked for and percents as they are told, in one sequence.
+TEST(TiffWrite, RowsAreAskedForAheadOfTheProgressOfCodedLines)
+{
+    reset_jobs();
+    static std::string events;
+    IMG_set_callback([](i16 percent, void*) { events += std::to_string(percent) + " "; }, nullptr);
+    ImageHeader header = {};
+    header.info.biSize = 40;
+    header.info.biWidth = 8;
+    header.info.biHeight = 2;
+    header.info.biPlanes = 1;
+    header.info.biBitCount = 1;
+    header.info.biYPelsPerMeter = 98;  // each line twice in T.4
+    const auto source = [](void*, void* to, i16 row, i16 length) {
+        events += "row" + std::to_string(row) + " ";
+        std::memset(to, 0xFF, static_cast<usize>(length));
+    };
+    const auto told = [&](i16 format) {
+        Bytes block(10000);
+        u32 written = 0;
+        events.clear();
+        EXPECT_EQ(IMGLOW_save_bitmap_mem_sized(block.data(), 10000, &header, format, source, nullptr, &written),
+                  0);
+        return events;
+    };
+    EXPECT_EQ(told(ORV_FORMAT_TIFF), "1 6 11 row1 15 row0 19 90 100 ");
+    EXPECT_EQ(told(ORV_FORMAT_TIFF_T6), "1 6 row1 11 row0 15 19 90 100 ");
+    EXPECT_EQ(told(ORV_FORMAT_TIFF_T4), "1 6 row1 11 row1 15 row0 19 row0 23 90 100 ");
+    IMG_set_callback(nullptr, nullptr);
+}
+
 TEST(TiffWrite, MemoryDoesNotGrowWithTheHeight)
 {
     reset_jobs();
