@@ -17,14 +17,14 @@ struct LoadResults {
 };
 LoadResults check_load(std::span<const u8> file, int page = 0);
 
-// The file cut at every length.
-void check_all_truncations(std::span<const u8> file);
+// The file cut at every length; behind the first 640 bytes, where headers lie, at every `step`th.
+void check_all_truncations(std::span<const u8> file, usize step = 1);
 
 // `count` copies with one to eight changed bytes, most of them near the start.
 void check_mutations(std::span<const u8> file, int count, unsigned seed);
 
 // Both, for every fixture of a folder below tests/data.
-void check_fixtures(const char* folder, int mutations);
+void check_fixtures(const char* folder, int mutations, usize step = 1);
 
 // Runs `job` once for each allocation that it makes, with that one failing: the result must be
 // kOutOfMemory or success, and no block may be left. The job gives back what it made.

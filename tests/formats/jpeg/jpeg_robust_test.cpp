@@ -7,9 +7,9 @@ namespace
 
 TEST(JpegRobust, Damage)
 {
-    check_fixtures("jpeg/described", 200);
+    check_fixtures("jpeg/described", 200, 13);
     const Ways wide(ORV_READING_WIDE, ORV_WRITING_DESCRIBED);
-    check_fixtures("jpeg", 100);
+    check_fixtures("jpeg", 100, 13);
 }
 
 TEST(JpegRobust, HostsThatFail)
