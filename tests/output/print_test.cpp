@@ -89,6 +89,25 @@ TEST(Print, ColoursArriveOnPaper)
     }
 }
 
+// Left parts that are alike in rows that are not, which a printed page must not take for repetitions.
+TEST(Print, EveryRowArrives)
+{
+    const std::string dots = data_path("bmp/im_1.bmp");
+    ASSERT_TRUE(run(std::string(ORVIMG) + " convert " + dots + " wide.bmp --crop 0,0,37,29"));
+    std::vector<u8> file = read_file("wide.bmp");
+    const usize rows = load_le32(&file[10]);
+    for (usize y = 0; y < 29; ++y) {  // 8 bytes a row: all but the last 5 pixels alike
+        std::memset(&file[rows + y * 8], 0x5A, 4);
+        file[rows + y * 8 + 4] = static_cast<u8>(y << 3);
+    }
+    write_file("wide.bmp", file);
+    const Picture wanted = load_picture("wide.bmp");
+    for (const char* bits : {"1", "24"}) {
+        ASSERT_TRUE(run(kPrint + "wide.bmp --scale 100 --at 0,0 --preview rows-%d.png --bits " + bits));
+        expect_same(cropped(peer_picture("rows-1.png"), 0, 0, 37, 29), wanted, bits);
+    }
+}
+
 TEST(Print, EveryPageOfAFaxIsAPageOfTheJob)
 {
     const std::string fax = data_path("tiff/fax-standard.tif");
@@ -112,9 +131,11 @@ TEST(Print, ASidewaysPictureIsATurnedOne)
 {
     const std::string photo = data_path("demo/photo.bmp");
     ASSERT_TRUE(run(std::string(ORVIMG) + " convert " + photo + " dots.bmp --gray --dither diffusion"));
+    ASSERT_TRUE(run("convert dots.bmp -interlace GIF dots.gif"));
     for (const std::string& picture :
-         {photo, std::string("dots.bmp"), data_path("bmp/im_1.bmp"), data_path("bmp/im_4.bmp"),
-          data_path("bmp/im_8.bmp"), data_path("gif/palette-netpbm-interlaced.gif")}) {
+         {photo, std::string("dots.bmp"), std::string("dots.gif"), data_path("bmp/im_1.bmp"),
+          data_path("bmp/im_4.bmp"), data_path("bmp/im_8.bmp"),
+          data_path("gif/palette-netpbm-interlaced.gif")}) {
         ASSERT_TRUE(run(std::string(ORVIMG) + " convert " + picture + " turned.bmp --rotate 90"));
         for (const char* bits : {" --bits 1", " --bits 24"}) {
             ASSERT_TRUE(run(kPrint + picture + " --landscape --to side.pwg" + bits));
