@@ -73,10 +73,11 @@ enum class Existing : u8 { Empty, Tiff, Other };
 Existing look_at(StreamHandle stream, u32 size, u32& first)
 {
     u8 bytes[kTiffHeaderBytes];
+    const bool at_start = stream_seek_to(stream, 0);  // the caller may have left it anywhere
     if (size == 0) {
         return Existing::Empty;
     }
-    if (!stream_seek_to(stream, 0) || !stream_read_exact(stream, bytes, sizeof bytes) ||
+    if (!at_start || !stream_read_exact(stream, bytes, sizeof bytes) ||
         load_le16(bytes) != kLittleEndianOrder) {
         return Existing::Other;
     }

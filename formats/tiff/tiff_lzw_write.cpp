@@ -27,10 +27,11 @@ constexpr u32 kCodeBits = kLzwMaxBits;
 constexpr u32 kEmpty = ~0u;  // no string: prefixes end with the table
 
 // The strings seen since the last Clear, each in one slot: prefix, byte and code. A Clear empties the slots
-// that were used, and no others.
+// that were used, and no others where they are few.
 struct LzwDictionary {
     u32 slots[kSlots];
     u16 used[kLzwFull];  // slot of each code
+    u16 runs[kLzwFull];  // code of one, two and more of LzwCoder::run_byte
 };
 
 struct LzwCoder {
@@ -40,6 +41,9 @@ struct LzwCoder {
     u32 next_code;
     u32 limit;   // next_code at which the size grows, or the table is cleared
     u32 prefix;  // code of the string at hand
+    u32 run_byte;
+    u32 run_known;   // entries of `runs`
+    u32 run_length;  // of the string at hand, where it is known to be one of `runs`; else 0
 };
 
 u32 limit_of(u32 code_size)
@@ -62,9 +66,15 @@ void lzw_put_code(LzwCoder& coder, u32 code)
 void lzw_reset(LzwCoder& coder)
 {
     LzwDictionary& dictionary = *coder.lzw_dictionary;
-    for (u32 code = kLzwFirstFree; code < coder.next_code; ++code) {
-        dictionary.slots[dictionary.used[code]] = kEmpty;
+    if (coder.next_code > kSlots / 16) {  // one by one would take longer
+        std::memset(dictionary.slots, 0xFF, sizeof dictionary.slots);
+    } else {
+        for (u32 code = kLzwFirstFree; code < coder.next_code; ++code) {
+            dictionary.slots[dictionary.used[code]] = kEmpty;
+        }
     }
+    coder.run_known = 0;
+    coder.run_length = 0;
     coder.code_size = kLzwMinBits;
     coder.next_code = kLzwFirstFree;
     coder.limit = limit_of(kLzwMinBits);
@@ -110,10 +120,92 @@ void lzw_grow(LzwCoder& coder)
     }
 }
 
+// Takes a byte where the string at hand with it is new: it becomes an entry, at `found`.
+[[gnu::always_inline]] inline void start_string(LzwCoder& coder, i32 found, u32 string, u32 byte)
+{
+    lzw_put_code(coder, coder.prefix);
+    coder.next_code = lzw_add(*coder.lzw_dictionary, found, string, coder.next_code);
+    coder.prefix = byte;
+    if (coder.next_code == coder.limit) [[unlikely]] {
+        lzw_grow(coder);
+    }
+}
+
+// Bytes from `from` on that are `byte`.
+u32 count_equal(const u8* from, const u8* end, u32 byte)
+{
+    const u8* const start = from;
+    const u64 eight = byte * 0x0101010101010101U;
+    for (u64 word; end - from >= 8; from += 8) {
+        std::memcpy(&word, from, 8);
+        if (word != eight) {
+            break;
+        }
+    }
+    while (from < end && *from == byte) {
+        ++from;
+    }
+    return static_cast<u32>(from - start);
+}
+
+// Takes bytes that repeat `run_byte`, behind a string of run_length of them, in steps as long as the longest
+// string of them that is known.
+const u8* take_run(LzwCoder& coder, const u8* from, const u8* end)
+{
+    LzwDictionary& dictionary = *coder.lzw_dictionary;
+    const u32 byte = coder.run_byte;
+    u32 left = count_equal(from, end, byte);
+    from += left;
+    u32 length = coder.run_length;
+    while (left > 0) {
+        const u32 step = std::min(left, coder.run_known - length);
+        length += step;
+        left -= step;
+        coder.prefix = dictionary.runs[length - 1];
+        if (left == 0) {
+            break;
+        }
+        const u32 string = (coder.prefix << 8 | byte) << kCodeBits;
+        const i32 found = lzw_find(dictionary, slot_of(coder.prefix, byte), string);
+        dictionary.runs[coder.run_known++] = static_cast<u16>(found >= 0 ? found : i32(coder.next_code));
+        if (found < 0) {
+            start_string(coder, found, string, byte);
+            coder.run_known = std::max(coder.run_known, 1u);  // a Clear leaves the byte by itself
+            length = 1;
+            --left;
+        }
+    }
+    coder.run_length = from == end ? length : 0;
+    return from;
+}
+
+// Whether eight bytes repeat the one ahead of them. Only runs of one byte have their strings kept.
+[[gnu::always_inline]] inline bool starts_run(LzwCoder& coder, const u8* from, const u8* end)
+{
+    u64 word;
+    if (end - from <= 8) {
+        return false;
+    }
+    std::memcpy(&word, from + 1, 8);
+    if (word != *from * 0x0101010101010101U || coder.prefix != *from) [[likely]] {
+        return false;
+    }
+    if (coder.run_known == 0) {
+        coder.run_byte = *from;
+        coder.run_known = 1;
+        coder.lzw_dictionary->runs[0] = *from;
+    }
+    coder.run_length = 1;
+    return coder.run_byte == *from;
+}
+
 // Takes bytes that follow the string at hand.
 void lzw_encode(LzwCoder& given, const u8* from, const u8* end)
 {
-    LzwCoder coder = given;
+    if (given.run_length > 0) {
+        from = take_run(given, from, end);
+    }
+    LzwCoder coder = given;  // whose address nobody has, so that it stays in registers
     LzwDictionary& dictionary = *coder.lzw_dictionary;
     for (; from < end; ++from) {
         const u32 byte = *from;
@@ -123,11 +215,11 @@ void lzw_encode(LzwCoder& given, const u8* from, const u8* end)
             coder.prefix = static_cast<u32>(found);
             continue;
         }
-        lzw_put_code(coder, coder.prefix);
-        coder.next_code = lzw_add(dictionary, found, string, coder.next_code);
-        coder.prefix = byte;
-        if (coder.next_code == coder.limit) [[unlikely]] {
-            lzw_grow(coder);
+        start_string(coder, found, string, byte);
+        if (starts_run(coder, from, end)) [[unlikely]] {
+            given = coder;
+            from = take_run(given, from + 1, end) - 1;
+            coder = given;
         }
     }
     given = coder;
