@@ -195,8 +195,9 @@ const u8* take_run(LzwCoder& coder, const u8* from, const u8* end)
         coder.run_known = 1;
         coder.lzw_dictionary->runs[0] = *from;
     }
-    coder.run_length = 1;
-    return coder.run_byte == *from;
+    const bool is_kept = coder.run_byte == *from;
+    coder.run_length = is_kept ? 1 : 0;
+    return is_kept;
 }
 
 // Takes bytes that follow the string at hand.

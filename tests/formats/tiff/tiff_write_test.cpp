@@ -1,4 +1,6 @@
 // What stands in the files that are written: directories, codes, pages, and what becomes of old files.
+#include <random>
+
 #include "formats/tiff/lzw_codes.h"
 #include "frame/bytes.h"
 #include "frame/handles.h"
@@ -247,13 +249,14 @@ Bytes plain_lzw(std::span<const u8> data)
     }
 }
 
-// Strips of every length around the changes of code size and the Clear, of noise and of one byte.
+// Strips of every length around the changes of code size and the Clear: noise, one byte, and runs of several.
 TEST(TiffWrite, LzwStrips)
 {
     reset_jobs();
     for (const int width :
          {1, 2, 253, 254, 255, 256, 766, 767, 768, 1790, 1791, 3820, 3821, 3822, 3823, 3824, 9000}) {
-        for (const bool noise : {true, false}) {
+        for (const char kind : {'n', 'b', 'r'}) {
+            const bool noise = kind == 'n';
             const int handle = make_image(width, noise ? 1 : 3, 8, static_cast<unsigned>(width));
             ImageRecord& record = *handle_record(handle);
             u8* const pixels = image_pixels(image_lock(record));
@@ -263,7 +266,16 @@ TEST(TiffWrite, LzwStrips)
             if (!noise) {
                 std::memset(pixels, 7, static_cast<usize>(record.row_stride * 3));
             }
-            const Bytes rows(pixels, pixels + width);
+            std::minstd_rand random(5);
+            for (i32 i = 0, run = 0; i < record.row_stride * 3 && kind == 'r'; ++i, --run) {
+                run = run == 0 ? 1 + static_cast<i32>(random() % 90) : run;
+                pixels[i] = run == 1 ? static_cast<u8>(random() % 3) : pixels[i - (i > 0 ? 1 : 0)];
+            }
+            Bytes rows;  // top first
+            for (i32 row = noise ? 0 : 2; row >= 0; --row) {
+                const u8* const from = pixels + row * record.row_stride;
+                rows.insert(rows.end(), from, from + width);
+            }
             image_unlock(record);
             const Bytes file = saved(handle, ORV_FORMAT_TIFF_LZW);
             const u32 strip_rows = field_of(file, 8, 278);
@@ -273,7 +285,7 @@ TEST(TiffWrite, LzwStrips)
             const u32 bytes = one ? table : load_le32(&file[table]);
             const Bytes plain = plain_lzw(std::span(file).subspan(start, bytes));
             ASSERT_EQ(plain.size(), static_cast<usize>(width) * strip_rows) << width;
-            EXPECT_TRUE(std::equal(rows.begin(), rows.end(), plain.begin())) << width;
+            EXPECT_TRUE(std::equal(plain.begin(), plain.end(), rows.begin())) << width;
             IMG_delete_bitmap(handle);
         }
     }
