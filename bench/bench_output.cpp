@@ -127,7 +127,7 @@ void photograph_24(benchmark::State& state)
 }
 BENCHMARK(photograph_24)->Unit(benchmark::kMillisecond);
 
-// ---- the whole program and its peers, from file to file
+// --- The whole program and its peers, from file to file ---
 
 void write_bmp(const char* name, const std::vector<u8>& picture)
 {

@@ -66,7 +66,7 @@ MemoryFile encode(const Raster& raster, u16 compression, u16 predictor, const La
     return file;
 }
 
-// ---- the two decoders, each from opening to closing
+// --- The two decoders, each from opening to closing ---
 
 // The rows as TIFF has them; `blue_first` turns them to the order of a bitmap's, strip by strip.
 bool decode_by_libtiff(MemoryFile& file, bool blue_first)
@@ -99,7 +99,7 @@ bool decode_by_library(MemoryFile& file)
     return handle >= 0 && IMG_delete_bitmap(handle) == 0;
 }
 
-// ---- the same from a file
+// --- The same from a file ---
 
 // To rows of whole pixels, as both decoders give them; blue first where they are of colours.
 bool decode_file_by_libtiff(const char* path, const Raster& raster, bool planes)

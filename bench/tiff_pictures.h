@@ -14,7 +14,7 @@ namespace orv::bench
 
 using Bytes = std::vector<u8>;
 
-// ---- files in memory for libtiff
+// --- Files in memory for libtiff ---
 
 struct MemoryFile {
     Bytes bytes;
@@ -63,7 +63,7 @@ inline TIFF* open_memory(MemoryFile& file, const char* mode)
         memory_map, [](thandle_t, void*, toff_t) {});
 }
 
-// ---- pictures
+// --- Pictures ---
 
 struct Raster {
     u32 width, height;

@@ -206,7 +206,7 @@ int32_t IMG_bitmap_info(int32_t handle, uint16_t* width, uint16_t* height, uint1
     if (record == nullptr) {
         return kBadHandle;
     }
-    BITMAPINFOHEADER const& header = image_lock(*record)->info;
+    const BITMAPINFOHEADER& header = image_lock(*record)->info;
     *width = static_cast<u16>(header.biWidth);
     *height = static_cast<u16>(header.biHeight);
     *bits = header.biBitCount;

@@ -12,7 +12,7 @@ namespace orv
 namespace
 {
 
-// ---- black and white
+// --- Black and white ---
 
 constexpr usize kMonoWork = kGrayOwn;  // place of the working memory
 
@@ -41,7 +41,7 @@ constexpr OperationPlan kDiffusionMono = {
     .row = mono_row,
 };
 
-// ---- sixteen colours
+// --- Sixteen colours ---
 
 // Words above kSelected set their channel's bit, any word above kBright the intensity bit.
 constexpr i32 kSelected = 180;

@@ -11,7 +11,7 @@ namespace orv
 namespace
 {
 
-// ---- the 3-3-2 palette, diffused
+// --- The 3-3-2 palette, diffused ---
 
 // Errors stay in these bounds, and so do the words, which are a byte and at most a whole error. The
 // lower bound is a multiple of 16, which the shares' rounding does not pass.
@@ -114,7 +114,7 @@ constexpr OperationPlan kMediancut = {
     .row = mediancut_row,
 };
 
-// ---- gray
+// --- Gray ---
 
 void gray_row(Operation& op, i32 row)
 {

@@ -12,7 +12,7 @@ namespace orv
 namespace
 {
 
-// ---- contrast and brightness
+// --- Contrast and brightness ---
 
 struct LutRule {
     i32 contrast;    // -128 and up
@@ -119,7 +119,7 @@ constexpr OperationPlan kLut = {
     .image = lut_image,
 };
 
-// ---- the negative
+// --- The negative ---
 
 // Every byte of the row, padding included: indexes at 1, 4 and 8 bits, colours at 24.
 void invert_row(Operation& op, i32 row)

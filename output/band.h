@@ -54,7 +54,7 @@ struct BandRun {
     MonoDiffusion diffusion;
 };
 
-// ---- filling a band
+// --- Filling a band ---
 
 // Takes the working rows: kOk or kOutOfMemory.
 ErrorCode band_rows_open(BandRun& run);
@@ -63,7 +63,7 @@ void band_rows_close(const BandRun& run);
 // Makes `count` rows of the band. Rows are asked for in order, each once.
 void band_fill(BandRun& run, i32 count);
 
-// ---- drawing it
+// --- Drawing it ---
 
 // Sends the band as it stands to the device. A band that memory is wanting for is not drawn.
 void band_draw(const BandRun& run);

@@ -31,7 +31,7 @@ i32 scaled_up(i32 size, i32 shift)
     return static_cast<i32>(i64{size} * (1 << shift));
 }
 
-// ---- the band in its own depth
+// --- The band in its own depth ---
 
 void draw_plain(const BandRun& run)
 {
@@ -44,7 +44,7 @@ void draw_plain(const BandRun& run)
         run.header, platform::DIB_RGB_COLORS, band.raster_op);
 }
 
-// ---- 24 bits to 3-3-2
+// --- 24 bits to 3-3-2 ---
 
 void draw_332(const BandRun& run)
 {
@@ -73,7 +73,7 @@ void draw_332(const BandRun& run)
     block_free(block);
 }
 
-// ---- 8 and 24 bits to sixteen colours
+// --- 8 and 24 bits to sixteen colours ---
 
 constexpr usize kSixteenHeaderBytes = kBitmapHeaderBytes + 64;
 

@@ -40,7 +40,7 @@ bool wants_mono(HDC device, i32 bits)
     return colours < kMonoColours && bits >= 4 && !is_postscript(device);
 }
 
-// ---- the picture and the destination
+// --- The picture and the destination ---
 
 void take_picture(BandRun& run, const ImageRecord& record)
 {
@@ -76,7 +76,7 @@ ErrorCode take_destination(BandRun& run, const Destination& destination)
     return kOk;
 }
 
-// ---- the band image
+// --- The band image ---
 
 void fill_band_header(const BandRun& run)
 {
@@ -130,7 +130,7 @@ ErrorCode make_band(BandRun& run, const ImageRecord& source)
     return kOk;
 }
 
-// ---- the bands
+// --- The bands ---
 
 void one_band(BandRun& run, const Destination& destination, i64 top, i32 rows)
 {

@@ -13,7 +13,7 @@ namespace orv
 namespace
 {
 
-// ---- source rows
+// --- Source rows ---
 
 // The stored row that shows in a row of the destination, within the picture.
 i32 source_row_of(const BandRun& run, i32 row)
@@ -74,7 +74,7 @@ std::span<const u8> crop_columns(const BandRun& run, i32 row)
     return {run.columns, bytes};
 }
 
-// ---- rows in the picture's own depth
+// --- Rows in the picture's own depth ---
 
 // Clears what lies behind the last pixel in its byte.
 void clear_tail(u8* row, i32 width, i32 bits)
@@ -132,7 +132,7 @@ void scale_rows(BandRun& run, i32 count)
     }
 }
 
-// ---- rows of gray, diffused
+// --- Rows of gray, diffused ---
 
 // Printers of 300 dots an inch fill the shadows: their grays run from 24 to 244 along a cube root.
 bool wants_gamma(const BandRun& run)

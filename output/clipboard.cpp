@@ -16,7 +16,7 @@ namespace orv
 namespace
 {
 
-// ---- the file
+// --- The file ---
 //
 // Byte 0 "BM", 2 size of the file, 6 two words 0, 10 where the rows start; then header, palette and rows, the
 // bottom row first.
@@ -62,7 +62,7 @@ void write_headers(Target& target, const ImageHeader& header)
     target.write(&header, kBitmapHeaderBytes + palette);
 }
 
-// ---- an image in a block
+// --- An image in a block ---
 
 struct PackedImage {
     ImageHeader header;  // as the file gets it
@@ -150,7 +150,7 @@ i16 save_image(const char* file_name, i32 clipboard_block)
     return result;
 }
 
-// ---- a bitmap
+// --- A bitmap ---
 
 // The colours in use on the screen, where there are any: those of a bitmap of its kind.
 void take_screen_colours(HDC screen, ImageHeader& header)

@@ -19,7 +19,7 @@ struct SIZE {
     std::int32_t cx, cy;
 };
 
-// ---- mapping
+// --- Mapping ---
 
 // Mapping modes. In modes 2 to 6 a unit is a length and logical y rises; in 7 and 8 the extents count.
 enum MapMode : int {
@@ -49,7 +49,7 @@ int GetViewportExtEx(HDC device, SIZE* extent);
 int SetWindowExtEx(HDC device, int width, int height, SIZE* previous);
 int SetViewportExtEx(HDC device, int width, int height, SIZE* previous);
 
-// ---- what a device says of itself
+// --- What a device says of itself ---
 
 enum DeviceCap : int { NUMCOLORS = 24, LOGPIXELSX = 88 };
 enum EscapeCode : int { QUERYESCSUPPORT = 8, GETSCALINGFACTOR = 14, GETTECHNOLOGY = 20 };
@@ -61,7 +61,7 @@ int GetDeviceCaps(HDC device, int index);
 inline constexpr std::size_t kTechnologyBytes = 64;
 int Escape(HDC device, int code, int in_bytes, const void* in, void* out);
 
-// ---- palettes
+// --- Palettes ---
 
 struct PALETTEENTRY {
     std::uint8_t peRed, peGreen, peBlue, peFlags;
@@ -83,7 +83,7 @@ std::uint32_t RealizePalette(HDC device);
 std::uint32_t GetSystemPaletteEntries(HDC device, std::uint32_t first, std::uint32_t count,
                                       PALETTEENTRY* entries);
 
-// ---- objects
+// --- Objects ---
 
 struct BITMAP {
     std::int32_t bmType;  // 0
@@ -108,7 +108,7 @@ int GetObjectA(HGDIOBJ object, int bytes, void* out);
 // Deletes a bitmap that no device has selected, or a palette.
 int DeleteObject(HGDIOBJ object);
 
-// ---- pixels
+// --- Pixels ---
 
 inline constexpr std::uint32_t DIB_RGB_COLORS = 0;
 inline constexpr std::uint32_t SRCCOPY = 0x00CC0020;

@@ -25,7 +25,7 @@ constexpr u64 ccitt_from(i32 x)
     return ~u64{0} >> (static_cast<u32>(x) % kWordBits);
 }
 
-// ---- reading: changing elements to pixels
+// --- Reading: changing elements to pixels ---
 
 // What a row of pixels has apart from its changing elements.
 struct CcittRow {
@@ -59,7 +59,7 @@ void ccitt_paint_black(i32 first, i32 count, u64* line, i32 width);
 // Writes a line as a row.
 void ccitt_store(const CcittRow& row, const u64* line, u8* bytes);
 
-// ---- writing: pixels to changing elements
+// --- Writing: pixels to changing elements ---
 
 // Takes a row of `length` bytes, a multiple of 4, and makes all behind the width white.
 void ccitt_load(const u8* row, i32 length, u64* line, i32 width);

@@ -6,9 +6,9 @@
 namespace orv
 {
 
-// ---- the bytes of the format: ITU-T T.4 and T.6, see ccitt_codes.h
+// --- The bytes of the format: ITU-T T.4 and T.6, see ccitt_codes.h ---
 
-// ---- rows
+// --- Rows ---
 
 u8* ccitt_place(StripWalk& walk, i32 row_number)
 {

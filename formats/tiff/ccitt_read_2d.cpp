@@ -27,7 +27,7 @@ bool is_black(const T6Line& line)
     return ((line.c - line.c_first) & 1) != 0;
 }
 
-// ---- groups
+// --- Groups ---
 
 using Four = i32 __attribute__((vector_size(16)));
 using FourBytes = i8 __attribute__((vector_size(4)));
@@ -132,7 +132,7 @@ struct T6Place {
     line.c = at.c;
 }
 
-// ---- single modes, on any line
+// --- Single modes, on any line ---
 
 // The line goes back: what it has so far is painted, and what comes is painted as it comes.
 void stop_rising(T6Line& line, const CcittDecoder& decoder)
@@ -228,7 +228,7 @@ bool decode_first(MsbInput& input, MsbBits& bits, T6Line& line, const CcittDecod
     return group.horizontal && decode_horizontal(input, bits, line, decoder);
 }
 
-// ---- lines
+// --- Lines ---
 
 // Decodes one line. False ends the strip, with the line as far as it got.
 bool decode_line(MsbInput& input, MsbBits& bits, T6Line& line, const CcittDecoder& decoder)

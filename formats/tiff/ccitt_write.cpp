@@ -10,9 +10,9 @@
 namespace orv
 {
 
-// ---- the bytes of the format: ITU-T T.4 and T.6, see ccitt_codes.h
+// --- The bytes of the format: ITU-T T.4 and T.6, see ccitt_codes.h ---
 
-// ---- records and constants
+// --- Records and constants ---
 
 namespace
 {
@@ -45,7 +45,7 @@ static_assert(ccitt_code_table[kCcittBlackRun][kLongestRun].length == 24);
 
 }  // namespace
 
-// ---- codes
+// --- Codes ---
 
 namespace
 {
@@ -177,7 +177,7 @@ void ccitt_put_line_2d(MsbWriter& given, const i32* list, const i32* above, i32 
     given = out;
 }
 
-// ---- a page's encoder
+// --- A page's encoder ---
 
 ErrorCode ccitt_encode_setup(CcittEncoder& encoder, i32 width, i32 row_pixels)
 {

@@ -8,7 +8,7 @@
 namespace orv
 {
 
-// ---- codes
+// --- Codes ---
 
 enum CcittColour : u8 { kCcittWhiteRun, kCcittBlackRun };
 
@@ -26,7 +26,7 @@ void ccitt_put_line_1d(MsbWriter& out, const i32* list, i32 width);
 // of -1 ahead.
 void ccitt_put_line_2d(MsbWriter& out, const i32* list, const i32* above, i32 width);
 
-// ---- a page's encoder
+// --- A page's encoder ---
 
 struct CcittEncoder {
     i32 width;

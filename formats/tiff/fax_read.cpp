@@ -14,7 +14,7 @@
 namespace orv
 {
 
-// ---- the bytes of the format, all numbers little-endian
+// --- The bytes of the format, all numbers little-endian ---
 //
 //  0   8 bytes "ORVNFAX "
 //  8   16 bits number of pages
@@ -24,7 +24,7 @@ namespace orv
 // A page is T.4 one-dimensional data, fill order 2, 1728 pixels wide. Its lines start with an EOL that
 // stands on bytes as 00 00 00 80.
 
-// ---- records and constants
+// --- Records and constants ---
 
 namespace
 {
@@ -47,7 +47,7 @@ constexpr u16 kPieceBytes = 4096;
 
 }  // namespace
 
-// ---- parsing and checks, no pixels
+// --- Parsing and checks, no pixels ---
 
 namespace
 {
@@ -165,9 +165,9 @@ bool fax_has_marker(StreamHandle stream)
     return has_magic(stream, kMarkerPosition, kMarkerBytes);
 }
 
-// ---- rows: tiff_decode_ccitt
+// --- Rows: tiff_decode_ccitt ---
 
-// ---- the entry point that the table names
+// --- The entry point that the table names ---
 
 i16 fax_read_page(u32 offset_or_page, PictureSink& sink, StreamHandle stream)
 {

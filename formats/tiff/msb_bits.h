@@ -15,7 +15,7 @@ static inline u64 mirror_bytes(u64 word)
     return (word >> 1 & 0x5555555555555555) | (word & 0x5555555555555555) << 1;
 }
 
-// ---- reading
+// --- Reading ---
 
 // The next bits of the data, from the top, and how many of them are real: the data is followed by zeros
 // without end. `count` is below 0 when zeros behind the data have been used.
@@ -78,7 +78,7 @@ static inline i64 msb_used(const MsbInput& input, const MsbBits& bits)
     return input.passed + input.in.pos - (bits.count > 0 ? bits.count / 8 : 0);
 }
 
-// ---- writing
+// --- Writing ---
 
 // Bits on their way to `to`, which has room for eight bytes more than all that is put. Fewer than eight wait
 // in `bits`, from the top.

@@ -9,9 +9,9 @@
 namespace orv
 {
 
-// ---- the bytes of the format: see tiff_format.h
+// --- The bytes of the format: see tiff_format.h ---
 
-// ---- records and constants
+// --- Records and constants ---
 
 namespace
 {
@@ -27,7 +27,7 @@ struct RawDirectory {
 
 }  // namespace
 
-// ---- parsing and checks, no pixels
+// --- Parsing and checks, no pixels ---
 
 namespace
 {

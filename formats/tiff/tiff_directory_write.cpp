@@ -9,7 +9,7 @@
 namespace orv
 {
 
-// ---- the bytes of the format
+// --- The bytes of the format ---
 //
 // Directory            20 entries with a palette, else 19
 // XResolution, YResolution       two RATIONALs
@@ -17,7 +17,7 @@ namespace orv
 // date, name                     both text buffers whole; no entry points at the name
 // data
 
-// ---- records and constants
+// --- Records and constants ---
 
 namespace
 {
@@ -62,7 +62,7 @@ TiffStrips tiff_lzw_strips(const BITMAPINFOHEADER& info)
     return {.row_bytes = row_bytes, .strip_rows = strip_rows, .strips = (height + strip_rows - 1) / strip_rows};
 }
 
-// ---- the file around the page
+// --- The file around the page ---
 
 namespace
 {
@@ -166,7 +166,7 @@ void tiff_patch_byte_count(StreamWriter& out, const TiffPage& page)
     put_le32(out, bytes);
 }
 
-// ---- the directory
+// --- The directory ---
 
 namespace
 {

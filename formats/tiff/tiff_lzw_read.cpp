@@ -10,9 +10,9 @@
 namespace orv
 {
 
-// ---- the bytes of the format: see lzw_codes.h
+// --- The bytes of the format: see lzw_codes.h ---
 
-// ---- records and constants
+// --- Records and constants ---
 
 namespace
 {
@@ -85,7 +85,7 @@ void store_tail(u8* p, u64 tail)
 
 }  // namespace
 
-// ---- rows
+// --- Rows ---
 
 namespace
 {

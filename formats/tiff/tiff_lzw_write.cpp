@@ -12,11 +12,11 @@
 namespace orv
 {
 
-// ---- the bytes of the format: see lzw_codes.h
+// --- The bytes of the format: see lzw_codes.h ---
 //
 // Several strips:  32 bits position of each | 32 bits bytes of each | strips
 
-// ---- records and constants
+// --- Records and constants ---
 
 namespace
 {
@@ -53,7 +53,7 @@ u32 limit_of(u32 code_size)
 
 }  // namespace
 
-// ---- codes
+// --- Codes ---
 
 namespace
 {
@@ -240,7 +240,7 @@ void lzw_finish(LzwCoder& coder)
 
 }  // namespace
 
-// ---- strips
+// --- Strips ---
 
 namespace
 {

@@ -7,13 +7,13 @@
 namespace orv
 {
 
-// ---- the bytes of the format: each row is packed on its own
+// --- The bytes of the format: each row is packed on its own ---
 //
 // 0..127    that many + 1 bytes follow as they are
 // 128       nothing
 // 129..255  the next byte 257 - n times
 
-// ---- records and constants
+// --- Records and constants ---
 
 namespace
 {
@@ -23,7 +23,7 @@ constexpr u32 kBlock = 16;
 
 }  // namespace
 
-// ---- rows
+// --- Rows ---
 
 namespace
 {

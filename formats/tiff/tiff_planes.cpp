@@ -8,7 +8,7 @@
 namespace orv
 {
 
-// ---- the bytes of the file: rows of `width` bytes, plane behind plane
+// --- The bytes of the file: rows of `width` bytes, plane behind plane ---
 
 namespace
 {
@@ -18,7 +18,7 @@ constexpr i32 kBufferBytes = 32768;  // at least three rows
 
 }  // namespace
 
-// ---- parsing and checks, no pixels
+// --- Parsing and checks, no pixels ---
 
 bool tiff_has_planes(const TiffDirectory& dir)
 {
@@ -50,7 +50,7 @@ void planes_close(TiffPlanes& planes)
     }
 }
 
-// ---- rows
+// --- Rows ---
 
 namespace
 {

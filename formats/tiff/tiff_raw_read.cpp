@@ -6,9 +6,9 @@
 namespace orv
 {
 
-// ---- the bytes of the format: rows one behind the other, each from a byte boundary
+// --- The bytes of the format: rows one behind the other, each from a byte boundary ---
 
-// ---- rows
+// --- Rows ---
 
 namespace
 {

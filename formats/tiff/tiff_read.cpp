@@ -13,9 +13,9 @@
 namespace orv
 {
 
-// ---- the bytes of the format: see tiff_format.h and the decoders
+// --- The bytes of the format: see tiff_format.h and the decoders ---
 
-// ---- parsing and checks, no pixels
+// --- Parsing and checks, no pixels ---
 
 ErrorCode tiff_build_header(const TiffDirectory& dir, ImageHeader& header)
 {
@@ -99,7 +99,7 @@ void tiff_read_color_map(const TiffFile& file, const TiffDirectory& dir, ImageHe
 
 }  // namespace
 
-// ---- rows
+// --- Rows ---
 
 namespace
 {
@@ -177,7 +177,7 @@ i16 read_picture(const TiffFile& file, const TiffDirectory& dir, ImageHeader& he
 
 }  // namespace
 
-// ---- the entry point that the table names
+// --- The entry point that the table names ---
 
 i16 tiff_read_image(u32 offset_or_page, PictureSink& sink, StreamHandle stream)
 {

@@ -8,9 +8,9 @@
 namespace orv
 {
 
-// ---- the bytes of the format: StripOffsets is a table of LONG or SHORT, or the one offset itself
+// --- The bytes of the format: StripOffsets is a table of LONG or SHORT, or the one offset itself ---
 
-// ---- parsing and checks, no pixels
+// --- Parsing and checks, no pixels ---
 
 i16 tiff_row_stride(i16 width, i16 bits)
 {
@@ -196,7 +196,7 @@ void decode_strips(StripWalk& walk, void (*decode_strip)(StripWalk& walk, void* 
     }
 }
 
-// ---- rows
+// --- Rows ---
 
 u8* tiff_row_place(StripWalk& walk, i32 row_number)
 {

@@ -144,7 +144,7 @@ TEST_F(Drawing, LongRowsGoOneByOne)
     IMG_delete_bitmap(handle);
 }
 
-// ---- callbacks that turn on their caller
+// --- Callbacks that turn on their caller ---
 
 struct Meddler {
     i32 handle;
@@ -185,7 +185,7 @@ TEST_F(Drawing, CallbacksCannotPullTheRugAway)
     }
 }
 
-// ---- palettes and device bitmaps
+// --- Palettes and device bitmaps ---
 
 TEST_F(Drawing, PalettesBelongToTheirImage)
 {
@@ -259,7 +259,7 @@ TEST_F(Drawing, BitmapsComeBackAsImages)
     EXPECT_EQ(orv_bitmap_create(10, 10, 8, rows.data(), nullptr), -3);
 }
 
-// ---- hosts that run out of memory
+// --- Hosts that run out of memory ---
 
 TEST_F(Drawing, EveryAllocationFailingOnce)
 {
@@ -296,7 +296,7 @@ TEST_F(Drawing, EveryAllocationFailingOnce)
     }
 }
 
-// ---- mapping modes
+// --- Mapping modes ---
 
 TEST_F(Drawing, MappingFollowsTheMode)
 {

@@ -13,7 +13,7 @@
 namespace orvimg
 {
 
-// ---- the plan
+// --- The plan ---
 
 struct Job {
     std::string input;    // to open, as it was found
@@ -57,7 +57,7 @@ std::vector<Job> find_inputs(const Options& options);
 
 std::string file_name_of(const std::string& path);  // behind the last /
 
-// ---- one input
+// --- One input ---
 
 enum class JobStatus : uint8_t { Ok, Damaged, Failed, Skipped };
 constexpr int kTimedOut = -100;  // codes of what only a batch meets
@@ -86,7 +86,7 @@ void make_folders(const std::string& path);
 // Never throws for what lies in the input or the output.
 JobResult run_job(const Options& options, const Plan& plan, const Job& job);
 
-// ---- reports: a JSON object a line
+// --- Reports: a JSON object a line ---
 
 std::string line_of(const JobResult& result);
 std::string message_of(const std::string& line);

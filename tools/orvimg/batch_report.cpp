@@ -89,7 +89,7 @@ bool result_of(const std::string& line, JobResult& result)
     return false;
 }
 
-// ---- orvimg report
+// --- The report command ---
 
 struct Totals {
     int64_t counts[4] = {};

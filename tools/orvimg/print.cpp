@@ -22,7 +22,7 @@ namespace
 constexpr double kMmPerInch = 25.4;
 constexpr int kMostPixels = 32767;  // a side of a device
 
-// ---- the page and the picture's place on it
+// --- The page and the picture's place on it ---
 
 int pixels_of(double mm, int dpi)
 {
@@ -83,7 +83,7 @@ Placement place_on(const PageFormat& page, const PrintOptions& print, Inches siz
     return place;
 }
 
-// ---- printing
+// --- Printing ---
 
 // The printer that the library draws on. Grays are made here, of the colours that the picture has: a device of
 // 256 colours would get those of a fixed palette.

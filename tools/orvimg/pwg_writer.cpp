@@ -12,7 +12,7 @@ namespace orvimg
 namespace
 {
 
-// ---- the bytes of the format
+// --- The bytes of the format ---
 //
 // "RaS2", then pages: a header of 1796 bytes in big-endian order, then the lines. A line is a byte that says
 // how many more times it repeats, then runs of units: n below 128 and one unit, which stands n + 1 times, or
@@ -59,7 +59,7 @@ void store(std::vector<uint8_t>& header, size_t at, const std::string& text)
                 header.begin() + static_cast<std::ptrdiff_t>(at));
 }
 
-// ---- runs
+// --- Runs ---
 
 bool same(const uint8_t* a, const uint8_t* b, size_t unit)
 {

@@ -19,7 +19,7 @@ std::string of_kind(const std::string& what)
     return what + ", not read";
 }
 
-// ---- BMP: the size of the header at 14; behind a header of 40 bytes, depth at 28 and compression at 30.
+// BMP: the size of the header at 14; behind a header of 40 bytes, depth at 28 and compression at 30.
 std::string bmp_kind(Bytes file, int)
 {
     const uint32_t header = file_number(file, 14, 4);
@@ -37,7 +37,7 @@ std::string bmp_kind(Bytes file, int)
     return is_upside_down ? of_kind("BMP with its top row first") : "";
 }
 
-// ---- TIFF 6.0: directories of entries of 12 bytes: tag, type, count, value.
+// TIFF 6.0: directories of entries of 12 bytes: tag, type, count, value.
 
 struct TiffFields {
     uint32_t bits = 1;
@@ -116,7 +116,7 @@ std::string tiff_kind(Bytes file, int page)
     return fields.bits > 8 ? of_kind("TIFF of " + std::to_string(fields.bits) + " bits a sample") : "";
 }
 
-// ---- PCX: bits a pixel at 3, planes at 65. TGA: picture type at 2, depth at 16.
+// PCX: bits a pixel at 3, planes at 65. TGA: picture type at 2, depth at 16.
 
 std::string pcx_kind(Bytes file, int)
 {
@@ -135,7 +135,7 @@ std::string tga_kind(Bytes file, int)
     return type > 11 ? of_kind("TGA of type " + std::to_string(type)) : "";
 }
 
-// ---- WPG: type of the file at 9, version at 10, records from 16 on: a type, a length in one of three forms,
+// WPG: type of the file at 9, version at 10, records from 16 on: a type, a length in one of three forms,
 // the data. Bitmaps are records 11 and 20, their depth at 4 and 14.
 
 std::string wpg_kind(Bytes file, int)
@@ -164,7 +164,7 @@ std::string wpg_kind(Bytes file, int)
                        : "";
 }
 
-// ---- EPS: positions of the metafile and the TIFF preview at 12 and 20.
+// EPS: positions of the metafile and the TIFF preview at 12 and 20.
 
 std::string eps_kind(Bytes file, int page)
 {
