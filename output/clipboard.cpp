@@ -83,11 +83,13 @@ u64 rows_offset(const BITMAPINFOHEADER& info, i16 header_bytes)
     return static_cast<u64>(header_bytes) + (info.biClrUsed != 0 ? info.biClrUsed : full) * 4;
 }
 
-// The palette's room is filled with what stands behind the header, zeros where the block ends.
-void copy_palette_room(PackedImage& image, std::span<const u8> block, usize header_bytes)
+// The palette's room is filled with what stands behind the first 40 bytes, zeros where the block ends: the file
+// begins as the block does, whatever size its header states.
+void copy_palette_room(PackedImage& image, std::span<const u8> block)
 {
     const usize room = static_cast<usize>(palette_bytes(image.header.info));
-    std::memcpy(image.header.palette, block.data() + header_bytes, std::min(room, block.size() - header_bytes));
+    std::memcpy(image.header.palette, block.data() + kBitmapHeaderBytes,
+                std::min(room, block.size() - kBitmapHeaderBytes));
 }
 
 ErrorCode measure_image(std::span<const u8> block, PackedImage& image)
@@ -109,7 +111,7 @@ ErrorCode measure_image(std::span<const u8> block, PackedImage& image)
     if (start > block.size() || (block.size() - start) / stride < height) {
         return kNoBitmap;
     }
-    copy_palette_room(image, block, static_cast<usize>(header_bytes));
+    copy_palette_room(image, block);
     image.stride = static_cast<usize>(stride);
     image.rows = block.data() + start;
     image.pitch = static_cast<i64>(stride);
@@ -118,7 +120,6 @@ ErrorCode measure_image(std::span<const u8> block, PackedImage& image)
         image.pitch = -image.pitch;
         info.biHeight = static_cast<i32>(height);
     }
-    info.biSize = kBitmapHeaderBytes;
     return kOk;
 }
 

@@ -53,12 +53,16 @@ TEST(Clipboard, ImagesAreWrittenAsTheyAre)
         EXPECT_EQ(save_block(turned), 1);
         EXPECT_EQ(read_file(kFile), file);
 
-        // A longer header.
+        // A longer header: the rows are found behind it, and the file begins as the block does.
         std::vector<u8> longer = image;
         longer[0] = 108;
         longer.insert(longer.begin() + 40, 68, u8{0xAA});
         EXPECT_EQ(save_block(longer), 1);
-        EXPECT_EQ(read_file(kFile), file);
+        const std::vector<u8> as_it_is = read_file(kFile);
+        ASSERT_EQ(as_it_is.size(), file.size());
+        const i64 start = load_le32(&file[10]);
+        EXPECT_TRUE(std::equal(as_it_is.begin() + 14, as_it_is.begin() + start, longer.begin()));
+        EXPECT_TRUE(std::equal(as_it_is.begin() + start, as_it_is.end(), file.begin() + start));
         IMG_delete_bitmap(handle);
     }
 }
