@@ -173,8 +173,8 @@ TEST(Progress, AJobOfOneAndAJobOfThreeSaves)
 
 TEST(Save, ACropLeftOfThePictureKeepsItsColumns)
 {
-    // At 1 bit 9 columns to the left are one byte, at 4 bits 3 are one byte.
-    for (const auto& [bits, left, shift] : {std::array{1, -9, 8}, std::array{4, -3, 2}, std::array{4, -5, 4}}) {
+    // At 1 bit 9 columns to the left are one byte, at 4 bits 2 are.
+    for (const auto& [bits, left, shift] : {std::array{1, -9, 8}, std::array{4, -2, 2}, std::array{4, -5, 4}}) {
         const int handle = make_image(40, 2, bits, 3);
         const Picture whole = picture_of(handle);
         IMG_set_croprect(handle, static_cast<i16>(left), 0, 24, 2);

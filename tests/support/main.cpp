@@ -2,6 +2,10 @@
 // after around each test.
 #include <gtest/gtest.h>
 
+#if __has_include(<malloc.h>)
+#include <malloc.h>
+#endif
+
 #include <filesystem>
 
 #include "platform/testing.h"
@@ -38,6 +42,9 @@ class BlockWatch : public testing::EmptyTestEventListener
 int main(int argc, char** argv)
 {
     testing::InitGoogleTest(&argc, argv);
+#ifdef M_PERTURB
+    mallopt(M_PERTURB, 0x5A);  // memory that nobody filled holds no zeros
+#endif
     testing::UnitTest::GetInstance()->listeners().Append(new BlockWatch);
     std::filesystem::current_path(orv::test::temp_path(""));
     return RUN_ALL_TESTS();

@@ -55,6 +55,11 @@ TEST(PcxRead, PalettesByVersionAndInfo)
     }
     EXPECT_EQ(pixels_of({{3, {8}}, {8, {1}}, {66, {2}}, {68, {2}}}, deep), (Colours{0x010003, 0xFFFEFD}));
     EXPECT_EQ(pixels_of({{1, {3}}, {3, {8}}, {8, {1}}, {66, {2}}}, deep), (Colours{0x800000, 0}));
+    // A file shorter than a palette has none, wherever it lies.
+    const Bytes tiny = pcx_file({{3, {8}}, {8, {1}}, {66, {2}}}, {9, 0});
+    write_file(temp_path("tiny.pcx"), tiny);
+    EXPECT_EQ(load_picture(tiny).pixels, (Colours{0, 0}));
+    EXPECT_EQ(load_picture(temp_path("tiny.pcx")).pixels, (Colours{0, 0}));
     // Memory of unknown size has no end: there the palette is the first bytes of all.
     deep.resize(20000);
     Bytes unsized = pcx_file({{3, {8}}, {8, {1}}, {66, {2}}}, deep);

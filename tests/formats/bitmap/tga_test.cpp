@@ -67,6 +67,10 @@ TEST(TgaRead, RefusesWhatMakesNoPicture)
     EXPECT_EQ(load(tga_file({{1, {1}}, {7, {8}}}, {})), kBadData);
     EXPECT_EQ(load(Bytes(17, 2)), kBadData);
     EXPECT_EQ(pixels_of({}, {}), (Pixels{0, 0})) << "a header alone is a picture without rows";
+    Pixels cut(500);
+    cut[0] = 0x010203;
+    EXPECT_EQ(pixels_of({{12, {0xF4, 1}}}, {3, 2, 1}), cut) << "a row cut short";
+    EXPECT_EQ(pixels_of({{12, {0xF4, 1}}, {17, {0}}}, {3, 2, 1}), cut) << "the same, bottom first";
 }
 
 TEST(TgaWrite, TypesAndDepths)

@@ -80,6 +80,22 @@ Decoded decode(const Bytes& file)
     return decoded;
 }
 
+// In an image the rows lie bottom row first; what did not come is zero, and so is what fills a row up.
+void expect_in_image(const Bytes& file, const std::vector<Row>& rows)
+{
+    const i16 handle = IMG_decompress_bitmap_mem_sized(file.data(), static_cast<u32>(file.size()), 0);
+    const ImageRecord& record = *IMG_get_dib_intern(handle);
+    const std::ptrdiff_t stride = record.row_stride;
+    Bytes expected(static_cast<usize>(stride * record.image_height));
+    const int used = (record.image_width * file[28] + 7) / 8;
+    for (const Row& row : rows) {
+        std::copy_n(row.bytes.begin(), used,
+                    expected.begin() + stride * (record.image_height - 1 - row.number));
+    }
+    EXPECT_EQ(raw_rows(handle), expected);
+    IMG_delete_bitmap(handle);
+}
+
 struct RunCase {
     const char* what;
     Info info;
@@ -144,6 +160,7 @@ TEST(BmpRead, RunLengthRows)
         EXPECT_EQ(decoded.result, kOk);
         EXPECT_EQ(decoded.rows, c.rows);
         EXPECT_EQ(decoded.header.info.biCompression, 0u);
+        expect_in_image(bmp_file(c.info, c.code), c.rows);
         EXPECT_EQ(extra_info.format,
                   c.info.compression == 1 || c.info.compression == 2 ? ORV_FORMAT_BMP_RLE : ORV_FORMAT_BMP);
     }
