@@ -32,27 +32,57 @@ inline void gif_put_code(GifEncoder& e, u32 code)
 
 // --- Strings ---
 
-// The slot of the string that adds `pixel` to `prefix`, or where it belongs.
-inline u32 find_slot_by_row(const GifCodeTable&, u32 prefix, u32 pixel)
-{
-    return prefix << kGifRowBits | pixel;
-}
+// A string that is looked for: its code, 0 for none, and the slot where it is or belongs.
+struct Found {
+    u32 code;
+    u32 slot;
+};
 
-inline u32 find_slot_by_hash(const GifCodeTable& table, u32 prefix, u32 pixel)
-{
-    const u32 key = prefix << 8 | pixel;
-    u32 slot = (prefix * 2 ^ pixel * 0x9E3779B1U >> (32 - kGifSlotBits)) & (kGifSlots - 1);
-    while (table.slots[slot] != 0 && table.keys[table.slots[slot]] != key) {
-        slot = (slot + 1) & (kGifSlots - 1);
+// The two tables, each with its search and its way to add the string that was not found.
+struct Rows {
+    static Found find(const GifCodeTable& table, u32 prefix, u32 pixel)
+    {
+        const u32 slot = prefix << kGifRowBits | pixel;
+        return {.code = table.rows[slot], .slot = slot};
     }
-    return slot;
-}
+    static void add(GifCodeTable& table, u32 slot, u32, u32, u32 code)
+    {
+        table.rows[slot] = static_cast<u16>(code);
+    }
+};
+
+struct Hash {
+    static constexpr u32 kEmpty = ~0U;  // no string has so high a prefix
+
+    static Found find(const GifCodeTable& table, u32 prefix, u32 pixel)
+    {
+        const u32 key = (prefix << 8 | pixel) << kGifMaxCodeBits;
+        u32 slot = (prefix * 2 ^ pixel * 0x9E3779B1U >> (32 - kGifSlotBits)) & (kGifSlots - 1);
+        for (;; slot = (slot + 1) & (kGifSlots - 1)) {
+            const u32 there = table.slots[slot];
+            if ((there ^ key) < 1U << kGifMaxCodeBits) {
+                return {.code = there ^ key, .slot = slot};
+            }
+            if (there == kEmpty) [[likely]] {
+                return {.code = 0, .slot = slot};
+            }
+        }
+    }
+    static void add(GifCodeTable& table, u32 slot, u32 prefix, u32 pixel, u32 code)
+    {
+        table.slots[slot] = (prefix << 8 | pixel) << kGifMaxCodeBits | code;
+    }
+};
 
 void clear_table(GifEncoder& e)
 {
-    const u32 slots = e.codes.minimum_code_size == kGifRowBits ? kGifCodes << kGifRowBits : kGifSlots;
-    std::memset(e.gif_code_table->slots, 0, slots * sizeof(u16));
-    std::memset(e.gif_code_table->jumps, 0, sizeof e.gif_code_table->jumps);
+    GifCodeTable& table = *e.gif_code_table;
+    if (e.codes.minimum_code_size == kGifRowBits) {
+        std::memset(table.rows, 0, sizeof table.rows);
+    } else {
+        std::memset(table.slots, 0xFF, sizeof table.slots);
+    }
+    std::memset(table.jumps, 0, sizeof table.jumps);
     e.code_size = e.codes.minimum_code_size + 1;
     e.next_code = e.codes.first_code;
     e.limit = 1U << e.code_size;
@@ -99,7 +129,7 @@ void note_jump(GifCodeTable& table, u32 code)
     table.jumps[from] = static_cast<u16>(code);
 }
 
-template <u32 (*kFindSlot)(const GifCodeTable&, u32, u32)>
+template <typename Strings>
 void encode_pixels(GifEncoder& e, const u8* pixels, u32 count)
 {
     GifCodeTable& table = *e.gif_code_table;
@@ -118,15 +148,14 @@ void encode_pixels(GifEncoder& e, const u8* pixels, u32 count)
             continue;
         }
         const u8 pixel = pixels[i++];
-        const u32 slot = kFindSlot(table, prefix, pixel);
+        const Found found = Strings::find(table, prefix, pixel);
         ++length;
-        if (table.slots[slot] != 0) {
-            prefix = table.slots[slot];
+        if (found.code != 0) {
+            prefix = found.code;
             continue;
         }
         gif_put_code(e, prefix);
-        table.slots[slot] = static_cast<u16>(e.next_code);
-        table.keys[e.next_code] = prefix << 8 | pixel;
+        Strings::add(table, found.slot, prefix, pixel, e.next_code);
         table.prefixes[e.next_code] = static_cast<u16>(prefix);
         if (i > kGifJump && length > kGifJump && is_run(pixels + i - 1 - kGifJump)) {
             note_jump(table, e.next_code);
@@ -161,9 +190,9 @@ void gif_encoder_start(GifEncoder& e)
 void gif_lzw_encode(GifEncoder& e, const u8* pixels, u32 count)
 {
     if (e.codes.minimum_code_size == kGifRowBits) {
-        encode_pixels<find_slot_by_row>(e, pixels, count);
+        encode_pixels<Rows>(e, pixels, count);
     } else {
-        encode_pixels<find_slot_by_hash>(e, pixels, count);
+        encode_pixels<Hash>(e, pixels, count);
     }
 }
 

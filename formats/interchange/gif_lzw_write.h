@@ -7,8 +7,8 @@
 namespace orv
 {
 
-// Where a string's code stands, 0 being none: with 4 bits in the row of the string that it grows from, at the
-// pixel that it adds; with 8 bits in a slot that a hash of the two finds, and that is known by its code's key.
+// Where a string's code stands: with 4 bits in the row of the string that it grows from, at the pixel that it
+// adds, 0 being none; with 8 bits in a slot that a hash of the two finds, below the two of them.
 inline constexpr u32 kGifSlotBits = 14;
 inline constexpr u32 kGifSlots = 1U << kGifSlotBits;
 inline constexpr u32 kGifRowBits = 4;
@@ -17,8 +17,10 @@ inline constexpr u32 kGifRowBits = 4;
 inline constexpr u32 kGifJump = 8;
 
 struct GifCodeTable {
-    u16 slots[kGifCodes << kGifRowBits];
-    u32 keys[kGifCodes];
+    union {
+        u16 rows[kGifCodes << kGifRowBits];
+        u32 slots[kGifSlots];
+    };
     u16 prefixes[kGifCodes];
     u16 jumps[kGifCodes];  // the string with kGifJump more of its last pixel, or 0
 };
