@@ -166,6 +166,13 @@ TEST(BmpRead, RunLengthRows)
     }
 }
 
+TEST(BmpRead, ARowCutShortIsFilledWithZerosInAnImage)
+{
+    Bytes cut(1000);
+    std::fill_n(cut.begin(), 7, u8{9});
+    expect_in_image(bmp_file({1000, 2, 8}, Bytes(1007, 9)), {{1, Bytes(1000, 9)}, {0, cut}});
+}
+
 TEST(BmpRead, RunsPastTheWidthAreCutAlsoFarFromTheDataEnd)
 {
     for (const Bytes& start : {Bytes{1, 1, 0, 5, 1, 1, 1, 1, 1, 0}, Bytes{6, 1}, Bytes{4, 1, 2, 1}}) {
