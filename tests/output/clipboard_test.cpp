@@ -1,6 +1,7 @@
 // The clipboard, to files. What is on it is anybody's.
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <filesystem>
 #include <functional>
 
@@ -60,7 +61,7 @@ TEST(Clipboard, ImagesAreWrittenAsTheyAre)
         EXPECT_EQ(save_block(longer), 1);
         const std::vector<u8> as_it_is = read_file(kFile);
         ASSERT_EQ(as_it_is.size(), file.size());
-        const i64 start = load_le32(&file[10]);
+        const auto start = static_cast<std::ptrdiff_t>(load_le32(&file[10]));
         EXPECT_TRUE(std::equal(as_it_is.begin() + 14, as_it_is.begin() + start, longer.begin()));
         EXPECT_TRUE(std::equal(as_it_is.begin() + start, as_it_is.end(), file.begin() + start));
         IMG_delete_bitmap(handle);
