@@ -291,6 +291,50 @@ TEST(TiffWrite, LzwStrips)
     }
 }
 
+// Strips of an image are coded several at a time, those of a caller's rows one by one.
+TEST(TiffWrite, LzwStripsAreTheSameFromAnImageAndFromACaller)
+{
+    reset_jobs();
+    struct Rows {
+        const u8* bottom;
+        i32 stride;
+    };
+    const auto source = [](void* rows, void* to, i16 row, i16 length) {
+        const Rows& from = *static_cast<const Rows*>(rows);
+        std::memcpy(to, from.bottom + row * from.stride, static_cast<usize>(length));
+    };
+    std::minstd_rand random(11);
+    for (const int width : {131, 700, 1111, 4000}) {
+        const int handle = make_image(width, 90, 24, static_cast<unsigned>(width));
+        ImageRecord& record = *handle_record(handle);
+        u8* const pixels = image_pixels(image_lock(record));
+        for (i32 i = 0; i < record.row_stride * 90; ++i) {  // noise, then steps, then runs, then all by turns
+            const u32 part = static_cast<u32>(i) / 60000 % 4;
+            const u8 before = pixels[i > 2 ? i - 3 : 0];
+            const u32 chance = part == 2 ? 200 : 20;
+            const u32 step = part == 0 ? 256 : part == 1 ? 4 : static_cast<u32>(random()) % chance / 19 * 3 + 1;
+            pixels[i] = static_cast<u8>(before + random() % step);
+        }
+        ImageHeader header = {};
+        header.info = {};
+        header.info.biSize = 40;
+        header.info.biWidth = width;
+        header.info.biHeight = 90;
+        header.info.biPlanes = 1;
+        header.info.biBitCount = 24;
+        Rows rows = {pixels, record.row_stride};
+        Bytes file(2000000);
+        u32 written = 0;
+        EXPECT_EQ(IMGLOW_save_bitmap_mem_sized(file.data(), 2000000, &header, ORV_FORMAT_TIFF_LZW, source,
+                                               &rows, &written),
+                  0);
+        file.resize(written);
+        image_unlock(record);
+        EXPECT_TRUE(saved(handle, ORV_FORMAT_TIFF_LZW) == file) << width;
+        IMG_delete_bitmap(handle);
+    }
+}
+
 TEST(TiffWrite, PagesAreAdded)
 {
     reset_jobs();
