@@ -42,7 +42,7 @@ struct Found {
 struct Rows {
     static Found find(const GifCodeTable& table, u32 prefix, u32 pixel)
     {
-        const u32 slot = prefix << kGifRowBits | pixel;
+        const u32 slot = pixel << kGifMaxCodeBits | prefix;
         return {.code = table.rows[slot], .slot = slot};
     }
     static void add(GifCodeTable& table, u32 slot, u32, u32, u32 code)

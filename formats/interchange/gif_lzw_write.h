@@ -7,8 +7,9 @@
 namespace orv
 {
 
-// Where a string's code stands: with 4 bits in the row of the string that it grows from, at the pixel that it
-// adds, 0 being none; with 8 bits in a slot that a hash of the two finds, below the two of them.
+// Where a string's code stands: with 4 bits in the row of the pixel that it adds, at the string that it grows
+// from, 0 being none; with 8 bits in a slot that a hash of the two finds, below the two of them. A page of two
+// colours needs two rows.
 inline constexpr u32 kGifSlotBits = 14;
 inline constexpr u32 kGifSlots = 1U << kGifSlotBits;
 inline constexpr u32 kGifRowBits = 4;

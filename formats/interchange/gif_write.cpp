@@ -5,6 +5,7 @@
 // the table's size once more, without having a table of its own.
 #include "formats/format_readers.h"
 #include "formats/interchange/gif_lzw_write.h"
+#include "frame/bytes.h"
 #include "frame/progress.h"
 #include "frame/save.h"
 #include "frame/scratch.h"
@@ -54,18 +55,20 @@ void put_descriptor(StreamWriter& out, const PictureSource& source)
 
 // --- Rows ---
 
-// Spreads a row of 4 bits to a byte a pixel.
+// Spreads a row of 4 bits, `bytes` bytes of it, to a byte a pixel.
 void spread_nibbles(const u8* row, u32 bytes, u8* pixels)
 {
-    for (u32 i = 0; i < bytes; ++i) {
-        pixels[2 * i] = row[i] >> 4;
-        pixels[2 * i + 1] = row[i] & 0x0F;
+    for (u32 i = 0; i < bytes; i += 4) {
+        u64 four = load_le32(row + i);
+        four = (four | four << 16) & 0x0000FFFF0000FFFF;
+        four = (four | four << 8) & 0x00FF00FF00FF00FF;
+        store_le64(pixels + 2 * usize{i}, (four >> 4 & 0x000F000F000F000F) | (four & 0x000F000F000F000F) << 8);
     }
 }
 
 ErrorCode put_picture(GifEncoder& encoder, PictureSource& source)
 {
-    u8* const spread = source.bits == 4 ? scratch_alloc(2 * source.row_bytes) : nullptr;
+    u8* const spread = source.bits == 4 ? scratch_alloc(2 * source.stride) : nullptr;
     if (source.bits == 4 && spread == nullptr) {
         return kShortWrite;
     }
@@ -73,7 +76,7 @@ ErrorCode put_picture(GifEncoder& encoder, PictureSource& source)
     progress_bump();
     const ErrorCode rows = write_rows(source, *encoder.out, RowOrder::TopFirst, [&](const u8* row) {
         if (spread != nullptr) {
-            spread_nibbles(row, source.row_bytes, spread);
+            spread_nibbles(row, source.stride, spread);
         }
         gif_lzw_encode(encoder, spread != nullptr ? spread : row, static_cast<u32>(source.width));
     });
