@@ -11,6 +11,15 @@ namespace orv
 namespace
 {
 
+// A save of one page goes to kStartSteps percent in its preparations, in kRowTicks ticks to kRowsEnd percent
+// with its rows, and from there to 100. The pages of a job share the hundred percent.
+constexpr i32 kStartSteps = 5;
+constexpr i32 kRowTicks = 20;
+constexpr i32 kTickPercent = 4;
+constexpr i32 kRowsEnd = 90;
+constexpr i32 kLastStep = 10;
+constexpr i32 kWhole = 100;
+
 // Set by IMG_set_callback and LibInitCallBack, read by progress_fire. Null at the start.
 ProgressCallback progress_function;
 void* progress_user_data;
@@ -56,15 +65,15 @@ void progress_bump()
 void progress_bump_capped(i32 cap)
 {
     const i32 total = page_total();
-    if (total > 5) {
-        if (save_page_counter <= 5) {
+    if (total > kStartSteps) {
+        if (save_page_counter <= kStartSteps) {
             set_percent(save_percent + 1);
         }
     } else {
-        const i32 each = 5 / total;
+        const i32 each = kStartSteps / total;
         set_percent(save_percent + each);
-        if (each * total < 5 && save_page_counter == total) {
-            set_percent(save_percent + 5 - each * total);
+        if (each * total < kStartSteps && save_page_counter == total) {
+            set_percent(save_percent + kStartSteps - each * total);
         }
     }
     set_percent(std::min<i32>(save_percent, cap));
@@ -73,7 +82,9 @@ void progress_bump_capped(i32 cap)
 
 ProgressRows progress_rows(i32 height)
 {
-    return {.rows_per_tick = std::max(height / 20, 1), .step = std::max(4 / page_total(), 1), .last_tick = -1};
+    return {.rows_per_tick = std::max(height / kRowTicks, 1),
+            .step = std::max(kTickPercent / page_total(), 1),
+            .last_tick = -1};
 }
 
 void progress_tick_capped(ProgressRows& rows, i32 row, i32 cap)
@@ -88,24 +99,24 @@ void progress_tick_capped(ProgressRows& rows, i32 row, i32 cap)
 
 void progress_tick(ProgressRows& rows, i32 row)
 {
-    progress_tick_capped(rows, row, job_percent(90));
+    progress_tick_capped(rows, row, job_percent(kRowsEnd));
 }
 
 void progress_rows_done()
 {
-    set_percent(std::max<i32>(save_percent, job_percent(90)));
-    if (save_page_counter == page_total() && save_percent < 90) {
-        set_percent(90);
+    set_percent(std::max<i32>(save_percent, job_percent(kRowsEnd)));
+    if (save_page_counter == page_total() && save_percent < kRowsEnd) {
+        set_percent(kRowsEnd);
     }
     progress_fire(save_percent);
 }
 
 void progress_finish()
 {
-    set_percent(save_percent + std::max(10 / page_total(), 1));
-    set_percent(std::max<i32>(save_percent, job_percent(100)));
+    set_percent(save_percent + std::max(kLastStep / page_total(), 1));
+    set_percent(std::max<i32>(save_percent, job_percent(kWhole)));
     if (save_page_counter == page_total()) {
-        progress_fire(100);
+        progress_fire(kWhole);
         set_percent(0);
         save_page_counter = 0;
     } else {

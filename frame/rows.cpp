@@ -2,16 +2,24 @@
 
 namespace orv
 {
+namespace
+{
+
+constexpr i32 kWordBits = 32;  // rows are whole words
+constexpr i32 kWordBytes = 4;
+constexpr u16 kMostPaletteBits = 12;  // above them nothing is counted; 2^12 entries still fit 16 bits
+
+}  // namespace
 
 i64 row_stride_wide(i64 width, i64 bits)
 {
-    return ((width * bits + 31) >> 5) * 4;
+    return ((width * bits + kWordBits - 1) >> 5) * kWordBytes;
 }
 
 i16 RowStride(i16 width, i16 bits)
 {
-    const i32 words = static_cast<i16>((i32{width} * bits + 31) >> 5);
-    return static_cast<i16>(words * 4);
+    const i32 words = static_cast<i16>((i32{width} * bits + kWordBits - 1) >> 5);
+    return static_cast<i16>(words * kWordBytes);
 }
 
 i16 delivered_row_bytes(i16 width, i16 bits)
@@ -23,16 +31,16 @@ i16 delivered_row_bytes(i16 width, i16 bits)
     case 24: bytes = width * 3; break;
     default: break;
     }
-    return static_cast<i16>((bytes + 3) & ~3);
+    return static_cast<i16>((bytes + kWordBytes - 1) & -kWordBytes);
 }
 
 i16 palette_bytes(const BITMAPINFOHEADER& header)
 {
     // Depths above 8 other than 24 pass through here on their way to being refused.
-    if (header.biBitCount > 12) {
+    if (header.biBitCount > kMostPaletteBits) {
         return 0;
     }
-    return static_cast<i16>((1 << header.biBitCount) * 4);
+    return static_cast<i16>((1 << header.biBitCount) * static_cast<i32>(sizeof(RGBQUAD)));
 }
 
 void row_get(const void* base, void* dest, i16 row, i16 stride)

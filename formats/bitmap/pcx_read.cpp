@@ -67,13 +67,19 @@ bool layout_find(i32 bits, i32 planes, PcxFile& file, i32& depth)
     return true;
 }
 
+// A fax page of low vertical resolution, as it is stated in round numbers or in those of ITU-T T.4.
+bool is_fax_at_half_height(u16 hdpi, u16 vdpi)
+{
+    return (vdpi == 100 || vdpi == 98) && (hdpi == 200 || hdpi == 204);
+}
+
 // Fills the file's record, the header without its palette, and the resolutions.
 ErrorCode header_parse(const u8* head, PcxFile& file, BITMAPINFOHEADER& info)
 {
     const i32 width = load_le16(head + kPcxXmax) - load_le16(head + kPcxXmin) + 1;
     const u16 hdpi = load_le16(head + kPcxHDpi);
     const u16 vdpi = load_le16(head + kPcxVDpi);
-    line_doubling = (vdpi == 100 || vdpi == 98) && (hdpi == 200 || hdpi == 204) ? 1 : 0;
+    line_doubling = is_fax_at_half_height(hdpi, vdpi) ? 1 : 0;
     extra_info.x_resolution = static_cast<i16>(hdpi);
     extra_info.y_resolution = static_cast<i16>(line_doubling != 0 ? vdpi * 2 : vdpi);
     extra_info.stored_y_resolution = static_cast<i16>(vdpi);
