@@ -5,6 +5,7 @@
 #include <array>
 #include <thread>
 
+#include "frame/format_table.h"
 #include "orvimg32/sized.h"
 #include "tests/support/support.h"
 
@@ -29,7 +30,7 @@ TEST(Save, RefusalsLeaveTheTargetAlone)
         i16 result;
     };
     const Case cases[] = {
-        {"target.jpeg", -1, 8, 3, 3, kNotSupported}, {"target", 16, 8, 3, 3, kNotSupported},
+        {"target.jpeg", -1, 8, 3, 3, kNotSupported}, {"target", kFormatCount, 8, 3, 3, kNotSupported},
         {"target", -2, 8, 3, 3, kNotSupported},      {"target", 12, 24, 3, 3, kNotSupported},
         {"target", 12, 1, 3, 3, kNotSupported},      {"target", 1, 8, 0, 3, kNotSupported},
         {"target", 1, 8, 3, -1, kNotSupported},      {"tg", -1, 8, 3, 3, kNotSupported},

@@ -74,7 +74,7 @@ TEST(Orvimg, SaysWhatIsWrong)
         {"convert a.bmp b.bmp --compression t6", 2, "--compression is for TIFF"},
         {"convert a.tif b.tif --append --compression lzw", 2, "nothing can be added"},
         {"convert a.bmp b.bmp --format tif-lwz", 2, "did you mean tiff-lzw?"},
-        {"convert a.bmp b.bmp --format 16", 2, "unknown format '16'"},
+        {"convert a.bmp b.bmp --format 99", 2, "unknown format '99'"},
         {"split a.tif page.bmp", 2, "needs one %d"},
         {"split a.tif %d-%d.bmp", 2, "needs one %d"},
         {"split a.tif %d-%s.bmp", 2, "needs one %d"},
