@@ -8,6 +8,13 @@
 namespace orv
 {
 
+namespace
+{
+
+constexpr u32 kCacheLine = 64;  // bytes
+
+}  // namespace
+
 void frame_row_source(void* user_data, void* destination, i16 row, i16 length)
 {
     const RowContext& context = *static_cast<const RowContext*>(user_data);
@@ -56,6 +63,14 @@ const u8* row_take(PictureSource& source, i32 row)
     }
     source.row_source(source.user_data, source.scratch, static_cast<i16>(row), static_cast<i16>(source.stride));
     return source.scratch;
+}
+
+void row_prefetch(const PictureSource& source, i32 row)
+{
+    const u8* const lent = rows_take(source, row, 1);
+    for (u32 at = 0; lent != nullptr && at < source.row_bytes; at += kCacheLine) {
+        __builtin_prefetch(lent + at);
+    }
 }
 
 ErrorCode write_plain_rows(PictureSource& source, StreamWriter& out, u32 bytes)

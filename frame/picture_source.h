@@ -43,6 +43,10 @@ const u8* row_take(PictureSource& source, i32 row);
 // must be taken one by one.
 const u8* rows_take(const PictureSource& source, i32 row, i32 count);
 
+// Has the processor fetch a row of the image that is taken next. It foresees rows that are read upwards by
+// itself; where they are read downwards it stops at the end of each.
+void row_prefetch(const PictureSource& source, i32 row);
+
 // The frame's row source: `user_data` is a RowContext. What lies outside the image reads as zero bytes.
 void frame_row_source(void* user_data, void* destination, i16 row, i16 length);
 
@@ -60,7 +64,11 @@ ErrorCode write_rows(PictureSource& source, StreamWriter& out, RowOrder order, P
 {
     ProgressRows progress = progress_rows(source.height);
     for (i32 done = 0; done < source.height; ++done) {
-        put(row_take(source, order == RowOrder::BottomFirst ? done : source.height - 1 - done));
+        const i32 row = order == RowOrder::BottomFirst ? done : source.height - 1 - done;
+        if (order == RowOrder::TopFirst) {
+            row_prefetch(source, row - 1);
+        }
+        put(row_take(source, row));
         if (out.failed) {
             return kShortWrite;
         }

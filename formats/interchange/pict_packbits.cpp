@@ -180,18 +180,55 @@ inline u64 map_bits(const EqualMap& map, u32 at)
     return word[0] >> bit | word[1] << 1 << (kMapBits - 1 - bit);
 }
 
-// Copies a literal; `left` bytes can be read at `from`, and more written at `out`.
-inline void literal_copy(const u8* from, u32 count, u32 left, u8* out)
+// Writes the code of a run or a literal of `count` bytes and gives its end. Both begin with the byte at `from`,
+// and 32 bytes are copied whatever it is: pictures change from one to the other too often for a branch to be
+// foreseen. `count + 32` bytes can be read at `from`.
+inline u8* code_put(const u8* from, u32 count, bool run, u8* out)
 {
-    if (left < count + 2 * kBlock) [[unlikely]] {
-        std::memcpy(out, from, count);
-        return;
-    }
+    const u32 taken = run ? 1 : count;
+    out[0] = static_cast<u8>(run ? 257 - count : count - 1);
     u32 at = 0;
     do {
-        std::memcpy(out + at, from + at, 2 * kBlock);
+        std::memcpy(out + 1 + at, from + at, 2 * kBlock);
         at += 2 * kBlock;
-    } while (at < count);
+    } while (at < taken);
+    return out + 1 + taken;
+}
+
+// Moves `out` behind the code of the run or literal at `at` and gives its bytes: any place, any length.
+inline u32 code_step(const EqualMap& map, const u8* row, u32 length, u32 at, u8*& out)
+{
+    const u32 left = length - at;
+    const u64 equal = map_bits(map, at);
+    const bool run = (equal & 3) == 3 && left > 3;
+    const auto ends = [run](u64 pairs) { return static_cast<u32>(std::countr_zero(run ? ~pairs : pairs)); };
+    u32 count = ends(run ? equal : equal & ~u64{1});
+    if (count == kMapBits) {
+        count += ends(map_bits(map, at + kMapBits));
+    }
+    count = std::min(count + static_cast<u32>(run), std::min(left, kLongestPacked));
+    if (left >= count + 2 * kBlock) [[likely]] {
+        out = code_put(row + at, count, run, out);
+    } else {
+        const u32 taken = run ? 1 : count;
+        *out = static_cast<u8>(run ? 257 - count : count - 1);
+        std::memcpy(out + 1, row + at, taken);
+        out += 1 + taken;
+    }
+    return count;
+}
+
+// Of 64 bytes of the row, those at which a run or literal begins as long as none is cut for its length: the
+// first of equal ones, and the first behind three or more. `before` are the pairs of the 64 bytes before.
+//
+//     row      a b b b c d d e
+//     pairs    0 1 1 0 0 1 0 0
+//     starts   . 1 . . 1 1 . .
+inline u64 code_starts(u64 pairs, u64 before)
+{
+    const u64 last = pairs << 1 | before >> 63;
+    const u64 run_ended = (pairs << 2 | before >> 62) & (pairs << 3 | before >> 61);
+    return ~last & (pairs | run_ended);
 }
 
 }  // namespace
@@ -200,31 +237,32 @@ u32 pict_pack(const u8* row, u32 length, u8* packed)
 {
     EqualMap map;
     map_fill(map, row, length);
+    // The last bytes have a rule of their own, and no room to copy more than there is.
+    const u32 most_words = length / kMapBits;
+    const u32 words = most_words > 3 ? most_words - 3 : 0;
     u8* out = packed;
-    for (u32 at = 0; at < length;) {
-        const u32 left = length - at;
-        const u64 equal = map_bits(map, at);
-        u32 count = 0;
-        if ((equal & 3) == 3 && left > 3) {
-            count = static_cast<u32>(std::countr_one(equal)) + 1;
-            if (count > kMapBits) {
-                count += static_cast<u32>(std::countr_one(map_bits(map, at + kMapBits)));
+    u32 at = 0;
+    for (u32 word = 0; word < words; ++word) {
+        u64 starts = code_starts(map.words[word], word == 0 ? 0 : map.words[word - 1]);
+        for (; starts != 0; starts &= starts - 1) {
+            const u32 next = word * kMapBits + static_cast<u32>(std::countr_zero(starts));
+            const u32 count = next - at;
+            if (count - 1 >= kLongestPacked) [[unlikely]] {
+                // Cut pieces. The rest of a run may be too short for one and go on behind `next`.
+                while (at < next) {
+                    at += code_step(map, row, length, at, out);
+                }
+                continue;
             }
-            count = std::min(count, kLongestPacked);
-            out[0] = static_cast<u8>(257 - count);
-            out[1] = row[at];
-            out += 2;
-        } else {
-            count = static_cast<u32>(std::countr_zero(equal & ~u64{1}));
-            if (count == kMapBits) {
-                count += static_cast<u32>(std::countr_zero(map_bits(map, at + kMapBits)));
-            }
-            count = std::min(count, std::min(left, kLongestPacked));
-            out[0] = static_cast<u8>(count - 1);
-            literal_copy(row + at, count, left, out + 1);
-            out += 1 + count;
+            const u8* const from = row + at;
+            const bool run =
+                static_cast<bool>(static_cast<int>(from[0] == from[1]) & static_cast<int>(from[0] == from[2]));
+            out = code_put(from, count, run, out);
+            at = next;
         }
-        at += count;
+    }
+    while (at < length) {
+        at += code_step(map, row, length, at, out);
     }
     return static_cast<u32>(out - packed);
 }
