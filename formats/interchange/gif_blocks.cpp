@@ -7,7 +7,26 @@
 namespace orv
 {
 
-static_assert(kGifCodeSlack + kGifBlocksAtOnce * 255 + kGifCodeSlack <= kGifCodeBufferBytes);
+namespace
+{
+
+constexpr u32 kCopyBytes = 32;
+
+// Copies a sub-block; up to a whole step more is written, and read where `available` allows it.
+void block_copy(u8* to, const u8* from, u32 count, u32 available)
+{
+    if (available < count + kCopyBytes) {
+        std::memcpy(to, from, count);
+        return;
+    }
+    for (u32 at = 0; at < count; at += kCopyBytes) {
+        std::memcpy(to + at, from + at, kCopyBytes);
+    }
+}
+
+static_assert(kGifCodeSlack + kGifBlocksAtOnce * 255 + kCopyBytes <= kGifCodeBufferBytes);
+
+}  // namespace
 
 bool gif_blocks_open(GifBlocks& blocks, StreamHandle stream)
 {
@@ -34,7 +53,7 @@ void gif_blocks_refill(GifBlocks& blocks)
         const u32 size = in.buffer[in.pos++];
         blocks.ended = !chunk_ensure(in, size);
         const u32 came = std::min(size, chunk_available(in));
-        std::memcpy(buffer + blocks.fill, in.buffer + in.pos, came);
+        block_copy(buffer + blocks.fill, in.buffer + in.pos, came, chunk_available(in));
         in.pos += came;
         blocks.fill += came;
     }

@@ -197,11 +197,11 @@ inline bool gif_fill_bits(GifDecoder& d, GifBits& in, u32 size)
 }
 
 // Writes the string of a code at `at`: its length, or 0 for the clear and the end code.
-inline u32 gif_write_string(GifDecoder& d, const GifString* strings, u32 code, u32 at)
+inline u32 gif_write_string(GifDecoder& d, u8* window, const GifString* strings, u32 code, u32 at)
 {
     const u32 length = strings[code].length;
-    const u8* const from = d.gif_row_buffer + strings[code].place;
-    u8* const to = d.gif_row_buffer + at;
+    const u8* const from = window + strings[code].place;
+    u8* const to = window + at;
     copy_pixels(to, from);
     if (length <= kCopyBytes) {
         return length;
@@ -231,26 +231,29 @@ Stop gif_decode_strings(GifDecoder& d)
     u32 at = d.at;
     u32 next = d.next_code;
     u32 size = d.code_size;
+    u32 mask = (1U << size) - 1;
     Stop stop = Stop::Room;
     while (at < stop_at) {
         if (!gif_fill_bits(d, in, size)) {
             stop = Stop::DataEnded;
             break;
         }
-        const u32 code = static_cast<u32>(in.bits) & ((1U << size) - 1);
-        if (code > next) [[unlikely]] {
+        const u32 code = static_cast<u32>(in.bits) & mask;
+        u32 length;
+        if (code < next) [[likely]] {
+            length = gif_write_string(d, window, strings, code, at);
+        } else if (code == next) {
+            length = gif_write_string(d, window, strings, code, at);
+            window[at + length - 1] = window[at];  // its last pixel is its first
+        } else {
             stop = Stop::BadCode;
             break;
         }
         in.bits >>= size;
         in.count -= size;
-        const u32 length = gif_write_string(d, strings, code, at);
         if (length == 0) [[unlikely]] {
             stop = code == d.codes.end_code ? Stop::End : Stop::Clear;
             break;
-        }
-        if (code == next) {
-            window[at + length - 1] = window[at];  // its last pixel is its first
         }
         next += growing;
         gif_begin_string(strings[next], at, length, code);
@@ -259,6 +262,7 @@ Stop gif_decode_strings(GifDecoder& d)
             limit *= 2;
             growing = size < kGifMaxCodeBits && next < kGifCodes ? 1 : 0;
             size += growing;
+            mask = (1U << size) - 1;
         }
     }
     gif_keep_bits(d, in, size);
