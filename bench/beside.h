@@ -58,7 +58,6 @@ inline void beside(benchmark::State& state, std::int64_t bytes, const Run& ours,
             others[i] = std::min(others[i], other);
         }
     }
-    std::fprintf(stderr, "own %.3f ms; other %.3f\n", best * 1e3, others.empty() ? 0 : others.back() * 1e3);
     std::string label;
     if (!peers.empty()) {
         const auto fastest =

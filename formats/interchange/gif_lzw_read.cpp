@@ -24,11 +24,12 @@ namespace
 constexpr u32 kWindowBytes = 480 << 10;  // inside the second-level cache
 constexpr u32 kBatchBytes = 16 << 10;    // rows are handed on while they are in the first
 constexpr u32 kCopyBytes = 16;
+constexpr u32 kLongCopyBytes = 64;  // of strings longer than kCopyBytes
 constexpr u32 kTailPixels = 8;
 constexpr u16 kNoPlace = 0x8000;  // in a length: nothing stands at `place`
 
 // Strings are never longer than the table has codes.
-constexpr u32 kStringRoom = kGifCodes + 4 * kCopyBytes;
+constexpr u32 kStringRoom = kGifCodes + 2 * kLongCopyBytes;
 
 struct GifString {
     u32 place;   // in the window
@@ -112,11 +113,12 @@ i32 gif_take_code(GifDecoder& d)
 namespace
 {
 
+template <u32 kBytes>
 void copy_pixels(u8* to, const u8* from)
 {
-    u8 pixels[kCopyBytes];
-    std::memcpy(pixels, from, kCopyBytes);
-    std::memcpy(to, pixels, kCopyBytes);
+    u8 pixels[kBytes];
+    std::memcpy(pixels, from, kBytes);
+    std::memcpy(to, pixels, kBytes);
 }
 
 // The next string is the one at `place`, of `length` pixels, and the pixel that follows.
@@ -202,13 +204,13 @@ inline u32 gif_write_string(GifDecoder& d, u8* window, const GifString* strings,
     const u32 length = strings[code].length;
     const u8* const from = window + strings[code].place;
     u8* const to = window + at;
-    copy_pixels(to, from);
+    copy_pixels<kCopyBytes>(to, from);
     if (length <= kCopyBytes) {
         return length;
     }
     if (length < kNoPlace) [[likely]] {
-        for (u32 i = kCopyBytes; i < length; i += kCopyBytes) {
-            copy_pixels(to + i, from + i);
+        for (u32 i = kCopyBytes; i < length; i += kLongCopyBytes) {
+            copy_pixels<kLongCopyBytes>(to + i, from + i);
         }
         return length;
     }
