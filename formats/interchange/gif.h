@@ -15,7 +15,6 @@ namespace orv
 
 inline constexpr u32 kGifMaxCodeBits = 12;
 inline constexpr u32 kGifCodes = 1U << kGifMaxCodeBits;
-inline constexpr u32 kGifRoots = 256;
 
 // The first code, its size and the special codes all follow from the minimum code size.
 struct GifCodes {

@@ -1,14 +1,9 @@
-// The LZW decoder of GIF. A string is known by a place in the output where it stands, which takes no work
-// to record: the string before and the first pixel behind it stand side by side there. It is copied
-// forward from that place, sixteen pixels at a time.
-//
-// Of the output only a window is kept, so that memory does not grow with the picture. When it is full it
-// starts anew, and strings whose place is gone are written from a second form, made then: their last 1 to
-// 8 pixels and the code of what stands ahead. The copy becomes the string's new place.
+// The LZW decoder of GIF. How strings are kept: lzw_strings.h.
 #include <algorithm>
 
 #include "formats/interchange/gif.h"
 #include "formats/interchange/gif_blocks.h"
+#include "formats/lzw_strings.h"
 #include "frame/blocks.h"
 #include "frame/bytes.h"
 #include "frame/errors.h"
@@ -21,34 +16,6 @@ namespace orv
 namespace
 {
 
-constexpr u32 kWindowBytes = 480 << 10;  // inside the second-level cache
-constexpr u32 kBatchBytes = 16 << 10;    // rows are handed on while they are in the first
-constexpr u32 kCopyBytes = 16;
-constexpr u32 kLongCopyBytes = 64;  // of strings longer than kCopyBytes
-constexpr u32 kTailPixels = 8;
-constexpr u16 kNoPlace = 0x8000;  // in a length: nothing stands at `place`
-
-// Strings are never longer than the table has codes.
-constexpr u32 kStringRoom = kGifCodes + 2 * kLongCopyBytes;
-
-struct GifString {
-    u32 place;   // in the window
-    u16 length;  // pixels; kNoPlace alone for the clear and the end code
-    u16 prefix;  // code of the string without its last pixel
-};
-
-// A string that has no place: `tail` holds its last pixels, the first in the lowest byte, behind the string
-// of `rest`, whose length is a multiple of 8.
-struct GifTail {
-    u64 tail;
-    u16 rest;
-};
-
-struct GifDictionary {
-    GifString strings[kGifCodes + 1];  // one more than there are codes: the string that is being made
-    GifTail tails[kGifCodes];
-};
-
 struct GifDecoder {
     GifCodes codes;
     GifRows rows;
@@ -58,11 +25,10 @@ struct GifDecoder {
     u32 count;  // how many
     u32 code_size;
 
-    GifDictionary* gif_dictionary;
+    LzwDictionary* gif_dictionary;
     u32 next_code;   // of the string that is being made
     u32 code_limit;  // the code at which codes grow or the table is full
     u32 growing;     // 1, or 0 once the table is full
-    u32 tails_made;  // strings below this code have theirs
 
     u8* gif_row_buffer;  // the window: the pixels 0 to 255, then the output
     u32 capacity;        // up to which it may be filled
@@ -113,52 +79,6 @@ i32 gif_take_code(GifDecoder& d)
 namespace
 {
 
-template <u32 kBytes>
-void copy_pixels(u8* to, const u8* from)
-{
-    u8 pixels[kBytes];
-    std::memcpy(pixels, from, kBytes);
-    std::memcpy(to, pixels, kBytes);
-}
-
-// The next string is the one at `place`, of `length` pixels, and the pixel that follows.
-void gif_begin_string(GifString& string, u32 place, u32 length, u32 prefix)
-{
-    string = {.place = place, .length = static_cast<u16>(length + 1), .prefix = static_cast<u16>(prefix)};
-}
-
-// Writes a string that has no place, from its end to its start, and gives it one. Its length.
-u32 gif_write_tails(GifDecoder& d, u32 code)
-{
-    GifString& string = d.gif_dictionary->strings[code];
-    const u32 length = string.length & ~u32{kNoPlace};
-    u8* const to = d.gif_row_buffer + d.at;
-    for (u32 start = (length - 1) & ~(kTailPixels - 1);; start -= kTailPixels) {
-        const GifTail& tail = d.gif_dictionary->tails[code];
-        store_le64(to + start, tail.tail);
-        if (start == 0) {
-            break;
-        }
-        code = tail.rest;
-    }
-    string.place = d.at;
-    string.length = static_cast<u16>(length);
-    return length;
-}
-
-// Makes the second form of all strings that do not have it. Those still stand at their places.
-void gif_make_tails(GifDecoder& d)
-{
-    for (u32 code = d.tails_made; code < d.next_code; ++code) {
-        const GifString& string = d.gif_dictionary->strings[code];
-        const u32 start = (string.length - 1U) & ~(kTailPixels - 1);
-        GifTail& tail = d.gif_dictionary->tails[code];
-        tail.tail = load_le64(d.gif_row_buffer + string.place + start);
-        tail.rest = start + 1 == string.length ? string.prefix : d.gif_dictionary->tails[string.prefix].rest;
-    }
-    d.tails_made = d.next_code;
-}
-
 // What the loop keeps apart from the decoder, so that it stays in registers.
 struct GifBits {
     u64 bits;
@@ -198,34 +118,11 @@ inline bool gif_fill_bits(GifDecoder& d, GifBits& in, u32 size)
     return more;
 }
 
-// Writes the string of a code at `at`: its length, or 0 for the clear and the end code.
-inline u32 gif_write_string(GifDecoder& d, u8* window, const GifString* strings, u32 code, u32 at)
-{
-    const u32 length = strings[code].length;
-    const u8* const from = window + strings[code].place;
-    u8* const to = window + at;
-    copy_pixels<kCopyBytes>(to, from);
-    if (length <= kCopyBytes) {
-        return length;
-    }
-    if (length < kNoPlace) [[likely]] {
-        for (u32 i = kCopyBytes; i < length; i += kLongCopyBytes) {
-            copy_pixels<kLongCopyBytes>(to + i, from + i);
-        }
-        return length;
-    }
-    if (length == kNoPlace) {
-        return 0;
-    }
-    d.at = at;
-    return gif_write_tails(d, code);
-}
-
 // Decodes codes and writes their strings until something else is to be done.
 Stop gif_decode_strings(GifDecoder& d)
 {
     u8* const window = d.gif_row_buffer;
-    GifString* const strings = d.gif_dictionary->strings;
+    LzwDictionary& dictionary = *d.gif_dictionary;
     const u32 stop_at = d.stop_at;
     GifBits in = gif_bits(d);
     u32 limit = d.code_limit;
@@ -243,9 +140,9 @@ Stop gif_decode_strings(GifDecoder& d)
         const u32 code = static_cast<u32>(in.bits) & mask;
         u32 length;
         if (code < next) [[likely]] {
-            length = gif_write_string(d, window, strings, code, at);
+            length = lzw_write_string(dictionary, window, code, at);
         } else if (code == next) {
-            length = gif_write_string(d, window, strings, code, at);
+            length = lzw_write_string(dictionary, window, code, at);
             window[at + length - 1] = window[at];  // its last pixel is its first
         } else {
             stop = Stop::BadCode;
@@ -258,7 +155,7 @@ Stop gif_decode_strings(GifDecoder& d)
             break;
         }
         next += growing;
-        gif_begin_string(strings[next], at, length, code);
+        lzw_begin_string(dictionary.strings[next], at, length, code);
         at += length;
         if (next == limit) [[unlikely]] {
             limit *= 2;
@@ -286,7 +183,7 @@ namespace
 void gif_set_stop(GifDecoder& d)
 {
     const u64 picture_end = d.row_start + u64{d.width} * static_cast<u32>(d.rows.left);
-    const u32 batch_end = std::min(std::max(d.at, d.row_start + d.width) + kBatchBytes, d.capacity);
+    const u32 batch_end = std::min(std::max(d.at, d.row_start + d.width) + kLzwBatchBytes, d.capacity);
     d.stop_at = static_cast<u32>(std::min<u64>(picture_end, batch_end));
 }
 
@@ -303,8 +200,8 @@ bool gif_deliver(GifDecoder& d)
 // Moves what is still needed, from `from` on, to the start of the window.
 void gif_move_window(GifDecoder& d, u32 from)
 {
-    const u32 shift = from - kGifRoots;
-    std::memmove(d.gif_row_buffer + kGifRoots, d.gif_row_buffer + from, d.at - from);
+    const u32 shift = from - kLzwRoots;
+    std::memmove(d.gif_row_buffer + kLzwRoots, d.gif_row_buffer + from, d.at - from);
     d.row_start -= shift;
     d.at -= shift;
 }
@@ -312,13 +209,10 @@ void gif_move_window(GifDecoder& d, u32 from)
 // Starts the window anew: all strings but the one that is being made lose their places.
 void gif_restart_window(GifDecoder& d)
 {
-    GifString* const strings = d.gif_dictionary->strings;
-    gif_make_tails(d);
-    for (u32 code = d.codes.first_code; code < d.next_code; ++code) {
-        strings[code].length |= kNoPlace;
-    }
-    const u32 from = std::min(d.row_start, strings[d.next_code].place);
-    strings[d.next_code].place -= from - kGifRoots;
+    LzwString& made = d.gif_dictionary->strings[d.next_code];
+    lzw_forget_places(*d.gif_dictionary, d.gif_row_buffer, d.codes.first_code, d.next_code);
+    const u32 from = std::min(d.row_start, made.place);
+    made.place -= from - kLzwRoots;
     gif_move_window(d, from);
 }
 
@@ -341,9 +235,9 @@ Stop gif_clear(GifDecoder& d)
     // With codes of 2 bits the limit is passed already, and they never grow.
     d.code_limit = d.next_code < 1U << d.code_size ? 1U << d.code_size : kGifCodes;
     d.growing = 1;
-    d.tails_made = d.next_code;
+    d.gif_dictionary->tails_made = d.next_code;
     d.gif_row_buffer[d.at] = static_cast<u8>(code);
-    gif_begin_string(d.gif_dictionary->strings[d.next_code], d.at, 1, static_cast<u32>(code));
+    lzw_begin_string(d.gif_dictionary->strings[d.next_code], d.at, 1, static_cast<u32>(code));
     ++d.at;
     gif_set_stop(d);
     return Stop::Room;
@@ -378,21 +272,15 @@ i16 gif_decode_rows(GifDecoder& d)
 
 bool gif_lzw_init(GifDecoder& d, StreamHandle stream)
 {
-    d.capacity = kGifRoots + 2 * d.width + kStringRoom + kWindowBytes;
-    d.gif_dictionary = reinterpret_cast<GifDictionary*>(block_alloc(sizeof(GifDictionary)));
-    d.gif_row_buffer = block_alloc(d.capacity + kStringRoom);
+    d.capacity = kLzwRoots + 2 * d.width + kLzwStringRoom + kLzwWindowBytes;
+    d.gif_dictionary = reinterpret_cast<LzwDictionary*>(block_alloc(sizeof(LzwDictionary)));
+    d.gif_row_buffer = block_alloc(d.capacity + kLzwStringRoom);
     if (!gif_blocks_open(d.blocks, stream) || d.gif_dictionary == nullptr || d.gif_row_buffer == nullptr) {
         return false;
     }
-    for (u32 i = 0; i < kGifRoots; ++i) {
-        d.gif_row_buffer[i] = static_cast<u8>(i);
-        d.gif_dictionary->strings[i] = {.place = i, .length = 1, .prefix = 0};
-        d.gif_dictionary->tails[i] = {.tail = i, .rest = 0};
-    }
-    d.gif_dictionary->strings[d.codes.clear_code].length = kNoPlace;
-    d.gif_dictionary->strings[d.codes.end_code].length = kNoPlace;
-    d.row_start = kGifRoots;
-    d.at = kGifRoots;
+    lzw_set_roots(*d.gif_dictionary, d.gif_row_buffer, d.codes.clear_code);
+    d.row_start = kLzwRoots;
+    d.at = kLzwRoots;
     return true;
 }
 
