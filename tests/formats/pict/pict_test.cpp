@@ -176,7 +176,7 @@ TEST(PictPack, FastAsPlainAndBack)
         // Exactly as long as the row, for the sanitizers.
         const u32 length = static_cast<u32>(random() % (i % 10 == 0 ? 700 : 60)) + 1;
         Bytes row(length);
-        const auto levels = random() % 4 + 2, repeats = random() % 200;
+        const auto levels = random() % 4 + 2, repeats = random() % 257;
         for (u32 at = 0; at < length; ++at) {
             row[at] = at > 0 && random() % 256 < repeats ? row[at - 1] : static_cast<u8>(random() % levels);
         }

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <random>
 
 #include "formats/tiff/tiff_rows.h"
 #include "orvimg32/orvimg32.h"
@@ -186,6 +187,56 @@ TEST(Tiff, LzwStripsThatRunOnStillGiveThePicture)
     const Picture loaded = load_picture(file);
     for (u32 row = 0; row < kRows; ++row) {
         ASSERT_EQ(loaded.pixels[row * 7 + 6], row % 251 * 0x010101) << row;
+    }
+}
+
+// Strings that grow to thousands of bytes without a Clear leave the decoder's window, and 4520 codes behind the
+// first its table is full: the strip ends there.
+TEST(Tiff, LzwWithoutClear)
+{
+    constexpr u32 kWidth = 1000;
+    std::minstd_rand random(5);
+    std::vector<std::vector<u8>> table(258);
+    for (u32 i = 0; i < 256; ++i) {
+        table[i] = {static_cast<u8>(i)};
+    }
+    std::vector<u8> data;
+    u64 bits = 0;
+    u32 count = 0;
+    u32 size = 9;
+    const auto put = [&](u32 code) {
+        bits = bits << size | code;
+        for (count += size; count >= 8; count -= 8) {
+            data.push_back(static_cast<u8>(bits >> (count - 8)));
+        }
+    };
+    put(256);
+    put(7);
+    std::vector<u8> out = {7};
+    for (u32 taken = 0, previous = 7; taken < 4600; ++taken) {
+        const u32 known = static_cast<u32>(table.size());
+        // Single bytes first, then mostly the string that is being made.
+        const u32 back = known < 4096 && random() % 20 > 0 ? 0 : 1 + static_cast<u32>(random() % 200);
+        const u32 code = taken < 500 ? static_cast<u32>(random() % 256) : std::min(known, 4096u) - back;
+        table.push_back(table[previous]);
+        table.back().push_back(table[code][0]);
+        put(code);
+        size += size < 12 && known + 1 == (1u << size) - 1 ? 1 : 0;
+        if (taken < 4520) {
+            out.insert(out.end(), table[code].begin(), table[code].end());
+        }
+        previous = code;
+    }
+    const usize rows = out.size() / kWidth;
+    ASSERT_GT(rows, 1000u);
+    const u32 height = static_cast<u32>(rows) + 10;
+    const Streamed streamed = stream_file(
+        picture(kWidth, height, 8, 1, {{259, 3, 1, 5}, {273, 4, 1, kDataPosition}, {278, 3, 1, height}}, data));
+    ASSERT_EQ(streamed.rows.size(), rows);
+    for (usize row = 0; row < rows; ++row) {
+        ASSERT_TRUE(std::equal(streamed.rows[row].second.begin(), streamed.rows[row].second.end(),
+                               out.data() + row * kWidth))
+            << row;
     }
 }
 
